@@ -1,0 +1,11 @@
+#pragma once
+
+/// @file
+/// Includes every public header of the library.
+
+#include "morvex/refcount.h"
+#include "morvex/sassert.h"
+#include "morvex/schartype.h"
+#include "morvex/splat.h"
+#include "morvex/sstring.h"
+#include "morvex/types.h"

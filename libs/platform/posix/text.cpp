@@ -1,0 +1,304 @@
+#include "platform/text.h"
+
+#include <cstring>
+#include <cwchar>
+#include <cwctype>
+#include <langinfo.h>
+#include <memory>
+#include <new>
+#include <string>
+#include <strings.h>
+
+namespace MorvexA106::Platform
+{
+
+namespace
+{
+
+static_assert(sizeof(wchar_t) == 4, "a wide character holds a code point here");
+
+bool isHighSurrogate(unsigned short unit) noexcept
+{
+    return (unit & 0xFC00) == 0xD800;
+}
+bool isLowSurrogate(unsigned short unit) noexcept
+{
+    return (unit & 0xFC00) == 0xDC00;
+}
+
+/// The bytes of a UTF-8 sequence by its first byte, as the C library counts them: five and six byte forms
+/// exist, 0 means that no character begins so.
+int utf8SequenceLength(unsigned char first) noexcept
+{
+    if (first < 0x80) {
+        return 1;
+    }
+    if (first < 0xC2) {
+        return 0;
+    }
+    if (first < 0xE0) {
+        return 2;
+    }
+    if (first < 0xF0) {
+        return 3;
+    }
+    if (first < 0xF8) {
+        return 4;
+    }
+    if (first < 0xFC) {
+        return 5;
+    }
+    return first < 0xFE ? 6 : 0;
+}
+
+/// The smallest code of each length: anything below it is an overlong form.
+constexpr WideCode utf8Smallest[] = {0, 0, 0x80, 0x800, 0x10000, 0x200000, 0x4000000};
+
+int decodeUtf8(const char* text, WideCode& character) noexcept
+{
+    const auto first = static_cast<unsigned char>(*text);
+    const int length = utf8SequenceLength(first);
+    if (length <= 1) {
+        character = first;
+        return length == 0 ? -1 : (first != 0 ? 1 : 0);
+    }
+    WideCode code = first & (0x7Fu >> length);
+    for (int i = 1; i < length; ++i) {
+        const auto next = static_cast<unsigned char>(text[i]);
+        if ((next & 0xC0) != 0x80) {
+            return -1;
+        }
+        code = (code << 6) | (next & 0x3F);
+    }
+    if (code < utf8Smallest[length] || (code >= 0xD800 && code < 0xE000)) {
+        return -1;
+    }
+    character = code;
+    return length;
+}
+
+int encodeUtf8(WideCode character, char* bytes) noexcept
+{
+    if (character < 0x80) {
+        *bytes = static_cast<char>(character);
+        return 1;
+    }
+    if ((character >= 0xD800 && character < 0xE000) || character > 0x7FFFFFFF) {
+        return -1;
+    }
+    int length = 2;
+    while (length < 6 && character >= utf8Smallest[length + 1]) {
+        ++length;
+    }
+    for (int i = length - 1; i > 0; --i) {
+        bytes[i] = static_cast<char>(0x80 | (character & 0x3F));
+        character >>= 6;
+    }
+    bytes[0] = static_cast<char>((0xFF00u >> length) | character);
+    return length;
+}
+
+int decodeByLibrary(const char* text, WideCode& character) noexcept
+{
+    std::mbstate_t state{};
+    wchar_t wide = 0;
+    const std::size_t limit = strnlen(text, maxCharacterBytes);
+    if (limit == 0) {
+        character = 0;
+        return 0;
+    }
+    const std::size_t length = std::mbrtowc(&wide, text, limit, &state);
+    if (length > limit) { // (size_t)-1 no character, (size_t)-2 cut off by the terminator
+        return -1;
+    }
+    character = static_cast<WideCode>(wide);
+    return static_cast<int>(length);
+}
+
+/// Folds multibyte text to small letters; what is no character is copied.
+std::string foldBytes(const char* text, LocaleText locale)
+{
+    std::string folded;
+    folded.reserve(std::strlen(text));
+    char bytes[16];
+    while (*text != 0) {
+        WideCode character = 0;
+        const int length = locale.decode(text, character);
+        const int mapped = length < 0 ? -1 : locale.encode(toLower(character), bytes);
+        if (mapped < 0) {
+            folded.append(text, static_cast<std::size_t>(length < 0 ? 1 : length));
+        } else {
+            folded.append(bytes, static_cast<std::size_t>(mapped));
+        }
+        text += length < 0 ? 1 : length;
+    }
+    return folded;
+}
+
+/// The character at the cursor, pairs joined; advances the cursor.
+wchar_t nextWide(const unsigned short*& text) noexcept
+{
+    const unsigned short unit = *text++;
+    if (isHighSurrogate(unit) && isLowSurrogate(*text)) {
+        const unsigned short low = *text++;
+        return static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
+    }
+    return static_cast<wchar_t>(unit);
+}
+
+std::wstring toWide(const unsigned short* text, bool fold)
+{
+    std::wstring wide;
+    while (*text != 0) {
+        const wchar_t character = nextWide(text);
+        wide.push_back(fold ? static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(character)))
+                            : character);
+    }
+    return wide;
+}
+
+int compareUnits(const unsigned short* left, const unsigned short* right) noexcept
+{
+    while (*left != 0 && *left == *right) {
+        ++left;
+        ++right;
+    }
+    return *left - *right;
+}
+
+/// Collation completed: texts that the locale calls equal are put in the order of their characters.
+int collateCompleted(const std::wstring& left, const std::wstring& right)
+{
+    const int order = collationIsByteOrder() ? 0 : std::wcscoll(left.c_str(), right.c_str());
+    return order != 0 ? order : left.compare(right);
+}
+
+template <class Map>
+void mapWide(unsigned short* text, Map map) noexcept
+{
+    while (*text != 0) {
+        const unsigned short* next = text;
+        const WideCode mapped = map(static_cast<WideCode>(nextWide(next)));
+        if (next - text == 2 && mapped >= 0x10000) {
+            text[0] = static_cast<unsigned short>(0xD800 + ((mapped - 0x10000) >> 10));
+            text[1] = static_cast<unsigned short>(0xDC00 + ((mapped - 0x10000) & 0x3FF));
+        } else if (next - text == 1 && mapped < 0x10000) {
+            *text = static_cast<unsigned short>(mapped);
+        }
+        text += next - text;
+    }
+}
+
+} // namespace
+
+LocaleText LocaleText::current() noexcept
+{
+    if (MB_CUR_MAX == 1) {
+        return LocaleText(Form::singleByte);
+    }
+    return LocaleText(std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0 ? Form::utf8 : Form::other);
+}
+
+int LocaleText::length(const char* text) const noexcept
+{
+    WideCode ignored = 0;
+    return decode(text, ignored);
+}
+
+int LocaleText::decode(const char* text, WideCode& character) const noexcept
+{
+    const auto byte = static_cast<unsigned char>(*text);
+    if (byte < 0x80 && m_form == Form::utf8) {
+        character = byte;
+        return byte != 0 ? 1 : 0;
+    }
+    return m_form == Form::utf8 ? decodeUtf8(text, character) : decodeByLibrary(text, character);
+}
+
+int LocaleText::encode(WideCode character, char* bytes) const noexcept
+{
+    if (m_form == Form::utf8) {
+        return encodeUtf8(character, bytes);
+    }
+    std::mbstate_t state{};
+    const std::size_t length = std::wcrtomb(bytes, static_cast<wchar_t>(character), &state);
+    return length == static_cast<std::size_t>(-1) ? -1 : static_cast<int>(length);
+}
+
+WideCode toUpper(WideCode character) noexcept
+{
+    return static_cast<WideCode>(std::towupper(static_cast<std::wint_t>(character)));
+}
+
+WideCode toLower(WideCode character) noexcept
+{
+    return static_cast<WideCode>(std::towlower(static_cast<std::wint_t>(character)));
+}
+
+bool collationIsByteOrder() noexcept
+{
+    // The item's value is a number that the C library hands out in place of the pointer.
+    return reinterpret_cast<std::size_t>(nl_langinfo(_NL_COLLATE_NRULES)) == 0;
+}
+
+int collate(const char* left, const char* right) noexcept
+{
+    // The C library does not look for identical bytes first, and equal bytes always collate as equal.
+    const int bytes = std::strcmp(left, right);
+    if (bytes == 0 || collationIsByteOrder()) {
+        return bytes;
+    }
+    const int order = std::strcoll(left, right);
+    return order != 0 ? order : bytes;
+}
+
+int collateNoCase(const char* left, const char* right)
+{
+    if (std::strcmp(left, right) == 0) {
+        return 0;
+    }
+    const LocaleText locale = LocaleText::current();
+    if (locale.isSingleByte() && collationIsByteOrder()) {
+        return strcasecmp(left, right);
+    }
+    return collate(foldBytes(left, locale).c_str(), foldBytes(right, locale).c_str());
+}
+
+int collateWide(const unsigned short* left, const unsigned short* right)
+{
+    if (compareUnits(left, right) == 0) {
+        return 0;
+    }
+    return collateCompleted(toWide(left, false), toWide(right, false));
+}
+
+int collateWideNoCase(const unsigned short* left, const unsigned short* right)
+{
+    if (compareUnits(left, right) == 0) {
+        return 0;
+    }
+    return collateCompleted(toWide(left, true), toWide(right, true));
+}
+
+void makeUpperWide(unsigned short* text) noexcept
+{
+    mapWide(text, toUpper);
+}
+void makeLowerWide(unsigned short* text) noexcept
+{
+    mapWide(text, toLower);
+}
+
+unsigned short toUpperUnit(unsigned short unit) noexcept
+{
+    const WideCode mapped = toUpper(unit);
+    return mapped < 0x10000 ? static_cast<unsigned short>(mapped) : unit;
+}
+
+unsigned short toLowerUnit(unsigned short unit) noexcept
+{
+    const WideCode mapped = toLower(unit);
+    return mapped < 0x10000 ? static_cast<unsigned short>(mapped) : unit;
+}
+
+} // namespace MorvexA106::Platform

@@ -1,0 +1,98 @@
+#pragma once
+
+/// @file
+/// The locale's multibyte text: stepping, decoding, collation and case, as the system sees them.
+///
+/// POSIX: everything follows the calling thread's current locale (`uselocale` counts). No call here keeps
+/// conversion state between characters, so that a bad sequence cannot spoil the next one.
+///
+/// Windows: everything follows the C runtime's process-wide locale; characters outside the code page's
+/// 16-bit range do not exist there.
+
+#include <cstddef>
+
+namespace MorvexA106::Platform
+{
+
+/// No character is looked at for more bytes than this.
+inline constexpr int maxCharacterBytes = 6;
+
+/// What stands for one decoded character: a code point where the system's wide character has 32 bits,
+/// one 16-bit unit where it has 16.
+using WideCode = char32_t;
+
+/// The multibyte rules of the calling thread's locale, asked once for a whole operation: the object must not
+/// outlive the operation or leave the thread.
+class LocaleText
+{
+public:
+    static LocaleText current() noexcept;
+
+    /// Every character is one byte.
+    bool isSingleByte() const noexcept { return m_form == Form::singleByte; }
+    bool isUtf8() const noexcept { return m_form == Form::utf8; }
+
+    /// Bytes of the character at `text`, 0 at the terminator, -1 when the bytes are no character.
+    int length(const char* text) const noexcept;
+
+    /// As `length`, and stores the character when there is one (the terminator included).
+    int decode(const char* text, WideCode& character) const noexcept;
+
+    /// Writes the character to `bytes` (room for 16); its length, or -1 when it has no form here.
+    int encode(WideCode character, char* bytes) const noexcept;
+
+    /// How far a walk moves: a byte that is no character counts as one, the terminator holds the walk.
+    int step(const char* text) const noexcept
+    {
+        const auto byte = static_cast<unsigned char>(*text);
+        if (byte < 0x80 || isSingleByte()) {
+            return byte != 0 ? 1 : 0;
+        }
+        const int bytes = length(text);
+        return bytes < 0 ? 1 : bytes;
+    }
+
+private:
+    enum class Form
+    {
+        singleByte,
+        utf8,
+        other
+    };
+
+    explicit LocaleText(Form form) noexcept : m_form(form) {}
+
+    Form m_form;
+};
+
+/// Maps one character by the current locale; a character without a counterpart is returned as it is.
+WideCode toUpper(WideCode character) noexcept;
+WideCode toLower(WideCode character) noexcept;
+
+/// True when collation is the order of the bytes, so that no collation call is needed.
+bool collationIsByteOrder() noexcept;
+
+/// Collates two terminated texts by the locale; the sign tells the order.
+///
+/// POSIX: texts that the locale calls equal though their bytes differ are put in byte order, so that 0 means
+/// identical. Windows: as the C runtime answers.
+int collate(const char* left, const char* right) noexcept;
+
+/// The same without regard to case. Both texts are folded to small letters first where the system has no such
+/// call of its own. Throws std::bad_alloc.
+int collateNoCase(const char* left, const char* right);
+
+/// The same two for 16-bit text; surrogate pairs are one character where the system can see them so.
+/// Throws std::bad_alloc.
+int collateWide(const unsigned short* left, const unsigned short* right);
+int collateWideNoCase(const unsigned short* left, const unsigned short* right);
+
+/// Maps terminated 16-bit text in place; a surrogate pair is mapped as one character.
+void makeUpperWide(unsigned short* text) noexcept;
+void makeLowerWide(unsigned short* text) noexcept;
+
+/// Maps one 16-bit unit by itself.
+unsigned short toUpperUnit(unsigned short unit) noexcept;
+unsigned short toLowerUnit(unsigned short unit) noexcept;
+
+} // namespace MorvexA106::Platform
