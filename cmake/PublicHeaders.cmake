@@ -3,9 +3,14 @@
 set(MORVEX_PUBLIC_HEADERS
   morvex/export.h
   morvex/morvex.h
+  morvex/paramlineargs.h
   morvex/refcount.h
   morvex/sassert.h
   morvex/schartype.h
+  morvex/siarray.h
+  morvex/siiterator.h
+  morvex/simap.h
+  morvex/siset.h
   morvex/splat.h
   morvex/sstring.h
   morvex/sstringimpl.h

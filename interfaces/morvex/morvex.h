@@ -3,9 +3,14 @@
 /// @file
 /// Includes every public header of the library.
 
+#include "morvex/paramlineargs.h"
 #include "morvex/refcount.h"
 #include "morvex/sassert.h"
 #include "morvex/schartype.h"
+#include "morvex/siarray.h"
+#include "morvex/siiterator.h"
+#include "morvex/simap.h"
+#include "morvex/siset.h"
 #include "morvex/splat.h"
 #include "morvex/sstring.h"
 #include "morvex/types.h"
