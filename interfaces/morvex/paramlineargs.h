@@ -32,10 +32,9 @@ namespace MorvexA106
 /// Names compare without case by the current locale, and an option occurs once: setting it again moves it to
 /// the end and takes the new spelling.
 ///
-/// Cost: reading a command line grows with its length and the logarithm of its options, so that a hostile
-/// line is no harm; `SetArg`, `RemoveArg` and `Lookup` walk all options. Failure: `std::bad_alloc`; an
-/// argument list or string that could not be read leaves the earlier content. Threads: not locked; any number
-/// may read at once.
+/// Cost: reading a command line grows with its length and the logarithm of its options, so that a hostile line
+/// does no harm; `SetArg`, `RemoveArg` and `Lookup` walk all options. Failure: `std::bad_alloc`, and everything
+/// is as it was. Threads: not locked; any number may read at once.
 class MORVEX_EXPORT CParamLineArgs
 {
 public:
@@ -46,7 +45,9 @@ public:
     CParamLineArgs(const SAnsiString& line) { SetArgs(line); }
 
     CParamLineArgs(const CParamLineArgs&) = default;
-    CParamLineArgs& operator=(const CParamLineArgs&) = default;
+    CParamLineArgs(CParamLineArgs&&) noexcept = default;
+    CParamLineArgs& operator=(const CParamLineArgs& other) { return *this = CParamLineArgs(other); }
+    CParamLineArgs& operator=(CParamLineArgs&&) noexcept = default;
     virtual ~CParamLineArgs() = default;
 
     /// The first word, empty when there was none. Both spellings are the same.
@@ -103,6 +104,12 @@ public:
 
 private:
     void DeleteAll() noexcept;
+    void setWords(const SIArray<SAnsiString>& words);
+    void appendOption(const SAnsiString& name, const SAnsiString& value);
+    void removeOption(int index);
+    void appendWords(SIArray<SAnsiString>& args, SAnsiString (*form)(const SAnsiString& text)) const;
+
+    /// The index of the option, or -1.
     int findIndex(const SAnsiString& name) const;
 
     SIArray<SAnsiString> m_names;
