@@ -14,7 +14,7 @@ namespace MorvexA106
 
 /// Stands in for the logger while it lives, and keeps what the entry points say. Safe to be told from any
 /// thread.
-class Recorder : public Diagnostics::Sink
+class Recorder final : public Diagnostics::Sink
 {
 public:
     Recorder() : m_before(Diagnostics::exchangeSink(this)) {}

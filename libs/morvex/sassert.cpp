@@ -40,20 +40,28 @@ SAnsiString pointerText(const void* value)
     return text;
 }
 
-/// 16-bit text in the locale's multibyte form; what has none becomes `?`.
+bool isPair(const unsigned short* units) noexcept
+{
+    return (units[0] & 0xFC00) == 0xD800 && (units[1] & 0xFC00) == 0xDC00;
+}
+
+/// 16-bit text in the locale's multibyte form; a unit without one becomes `?`.
 SAnsiString narrowed(const unsigned short* units)
 {
     const auto locale = Platform::LocaleText::current();
     SAnsiString text;
-    for (; units != nullptr && *units != 0; ++units) {
-        Platform::WideCode code = *units;
-        if ((code & 0xFC00) == 0xD800 && (units[1] & 0xFC00) == 0xDC00) {
-            code = 0x10000 + ((code - 0xD800) << 10) + (*++units - 0xDC00u);
-        }
+    while (units != nullptr && *units != 0) {
+        const bool pair = isPair(units);
+        const Platform::WideCode code =
+            pair ? 0x10000u + ((units[0] - 0xD800u) << 10) + (units[1] - 0xDC00u) : units[0];
         char bytes[16];
         const int length = locale.encode(code, bytes);
-        text += length > 0 ? SAnsiString(std::string_view(bytes, static_cast<std::size_t>(length)))
-                           : SAnsiString("?");
+        if (length > 0) {
+            text += SAnsiString(std::string_view(bytes, static_cast<std::size_t>(length)));
+        } else {
+            text += pair ? "??" : "?";
+        }
+        units += pair ? 2 : 1;
     }
     return text;
 }
