@@ -11,6 +11,10 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/siiterator.h
   morvex/simap.h
   morvex/siset.h
+  morvex/siconsole.h
+  morvex/siserver.h
+  morvex/siservercontroller.h
+  morvex/siserverexception.h
   morvex/splat.h
   morvex/sstring.h
   morvex/sstringimpl.h
