@@ -7,6 +7,10 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/refcount.h
   morvex/sassert.h
   morvex/schartype.h
+  morvex/sfile.h
+  morvex/sfileexception.h
+  morvex/sfilesys.h
+  morvex/sfilesysexception.h
   morvex/siarray.h
   morvex/siiterator.h
   morvex/simap.h
@@ -16,7 +20,9 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/siservercontroller.h
   morvex/siserverexception.h
   morvex/splat.h
+  morvex/ssfilesearch.h
   morvex/sstring.h
+  morvex/sstringhelper.h
   morvex/sstringimpl.h
   morvex/terminatingthread.h
   morvex/types.h

@@ -1,0 +1,206 @@
+#pragma once
+
+/// @file
+/// A file: a path, a descriptor of the C runtime and an open flag.
+
+#include "morvex/export.h"
+#include "morvex/sfileexception.h"
+#include "morvex/sstring.h"
+#include "morvex/types.h"
+
+namespace MorvexA106
+{
+
+/// A file on disk, read and written in bytes. Every failure is thrown as `SFileException`.
+///
+///     SFile file("report.txt");
+///     file.open(SFile::writeOnly | SFile::create | SFile::truncate, SFile::defaultPermissions,
+///               SFile::denyWrite);
+///     file.write("done\n", 5);
+///     file.flush();
+///     file.close();
+///
+/// | state  | `open`                                       | `close`    | read, write, seek      |
+/// |--------|----------------------------------------------|------------|------------------------|
+/// | closed | open; after a failure closed                 | nothing    | throw, detail `NotOpen` |
+/// | open   | the earlier descriptor is lost, never closed | closed     | work                   |
+///
+/// The object owns its descriptor and closes it when it ends. One object belongs to one thread at a time: there
+/// is no lock, and `size`, `sizeEx` and `eof` move the position and bring it back, although the first two are
+/// const. Nothing is buffered here: each call is a call of the system.
+///
+/// POSIX: a call that a signal interrupts is taken up again. A write past the process's limit of file size is
+/// reported as an error only where the program ignores SIGXFSZ, which otherwise ends it.
+class MORVEX_EXPORT SFile
+{
+public:
+    /// @name Access, one of the first three, and what may be added to it
+    /// @{
+    static constexpr int readOnly = 0x0;
+    static constexpr int writeOnly = 0x1;
+    static constexpr int readAndWrite = 0x2;
+
+    /// Every write goes to the end of the file, wherever the position stands.
+    static constexpr int append = 0x8;
+    static constexpr int create = 0x100;
+
+    /// Empties the file once it is open; refused with error number 22 when it is not opened for writing. An
+    /// open that is refused for any reason empties nothing.
+    static constexpr int truncate = 0x200;
+
+    /// With `create`: the file must not exist. Without it: no effect.
+    static constexpr int exclusive = 0x400;
+
+    /// The file goes away with its last descriptor. POSIX: its name is gone as soon as it is open.
+    static constexpr int temporary = 0x40;
+
+    /// Child processes do not inherit the descriptor. POSIX: they never do.
+    static constexpr int noInherit = 0x80;
+
+    /// Advice on how the file will be read.
+    static constexpr int sequential = 0x20;
+    static constexpr int random = 0x10;
+    /// @}
+
+    /// @name Permissions of a file that is created
+    /// Groups and others have no say in these words: their masks are 0. POSIX: the owner's masks are the
+    /// permission bits, `defaultPermissions` stands for all but the process's file mode mask takes away, and
+    /// any permission bits may be given in place of the words.
+    /// @{
+    static constexpr int ownerRWXMask = 0x1C0;
+    static constexpr int ownerRMask = 0x100;
+    static constexpr int ownerWMask = 0x80;
+    static constexpr int ownerXMask = 0x40;
+    static constexpr int groupRWXMask = 0x0;
+    static constexpr int groupRMask = 0x0;
+    static constexpr int groupWMask = 0x0;
+    static constexpr int groupXMask = 0x0;
+    static constexpr int othersRWXMask = 0x0;
+    static constexpr int othersRMask = 0x0;
+    static constexpr int othersWMask = 0x0;
+    static constexpr int othersXMask = 0x0;
+    static constexpr int readMask = 0x100;
+    static constexpr int readWriteMask = 0x1C0;
+
+    /// All of the owner's bits, 0x1C0, and not the bit for writing alone.
+    static const int writeMask;
+
+    /// Whatever is usual; a marker, not a combination of masks.
+    static constexpr int defaultPermissions = 0x60000000;
+    /// @}
+
+    /// @name Sharing: what others may not do while the file is open
+    /// An open that somebody's sharing forbids, or that forbids what somebody is doing, fails with error number
+    /// 13. Any other value fails with 22.
+    ///
+    /// POSIX: holds among the users of this library, in whatever process; two calls of the system are spent
+    /// on it. On a file system without locks `denyNothing` works and the others fail.
+    /// @{
+    static constexpr int denyReadAndWrite = 0x10;
+    static constexpr int denyWrite = 0x20;
+    static constexpr int denyRead = 0x30;
+    static constexpr int denyNothing = 0x40;
+    /// @}
+
+    /// @name Where a position is counted from
+    /// @{
+    static constexpr int seekBegin = 0;
+    static constexpr int seekSet = 0;
+    static constexpr int seekCurrent = 1;
+    static constexpr int seekEnd = 2;
+    /// @}
+
+    /// @name Words for locking bytes
+    /// @{
+    static constexpr int lockUnlock = 0;
+    static constexpr int lockRetryLock = 1;
+    static constexpr int lockNoRetryLock = 2;
+    /// @}
+
+    /// No path, closed. The descriptor of a new object reads as 0.
+    SFile() noexcept = default;
+
+    /// Keeps the path and opens nothing.
+    explicit SFile(const SAnsiString& path) noexcept;
+
+    /// Keeps the path and opens. Throws as `open`.
+    SFile(const SAnsiString& path, int flags, int permissions, int sharing);
+
+    SFile(const SFile&) = delete;
+    SFile& operator=(const SFile&) = delete;
+    virtual ~SFile();
+
+    /// Opens the file at the kept path, in binary.
+    ///
+    /// Throws code `OpenFailed`: with detail `Other` and error number 0 when `flags` is -1, before the system
+    /// is asked; else with the runtime's number. The object is closed after any failure and its descriptor
+    /// reads as -1. An object that is open already loses its earlier descriptor, which stays open until the
+    /// process ends: close first.
+    void open(int flags, int permissions, int sharing);
+
+    /// Keeps the path, failure or not, and opens.
+    void open(const SAnsiString& path, int flags, int permissions, int sharing);
+
+    /// Closes an open file. What the system says to it is not reported: `flush` before, where it matters. The
+    /// descriptor keeps its last value.
+    void close() noexcept;
+
+    const SAnsiString& getFilename() const noexcept { return m_filename; }
+
+    /// Replaces the path for the next `open`; an open descriptor stays as it is.
+    void setFilePath(const SAnsiString& path) noexcept { m_filename = path; }
+
+    int getFd() const noexcept { return m_fd; }
+    bool isOpened() const noexcept { return m_opened; }
+
+    /// Reads at most `n` bytes and returns their count, which may be short; 0 at the end of the file. Throws
+    /// code `ReadFailed`.
+    int read(void* bytes, unsigned n);
+
+    /// Writes at most `n` bytes and returns their count. A short count is no failure: a disk that fills up
+    /// takes what fits, and refuses the next call. Throws code `WriteFailed`.
+    [[nodiscard]] int write(const void* bytes, unsigned n);
+
+    /// Returns when what was written has reached the disk. Does nothing on a file that was opened for reading.
+    /// The object need not be open: a closed one is not checked. Throws code `FlushFailed`.
+    void flush();
+
+    /// Moves the position and returns the new one, counted in bytes from the beginning, as a signed 32-bit
+    /// value: above 2 GiB it is the position less a multiple of 4 GiB, and may be -1 without a failure. The
+    /// offset is used in full. A position past the end is allowed. Throws code `SeekFailed`, whose message says
+    /// nothing of the file or the reason; the error number does.
+    long seek(int whence, long offset) const;
+    long getPosition() const { return seek(seekCurrent, 0); }
+    long seekToBegin() { return seek(seekBegin, 0); }
+    long seekToEnd() { return seek(seekEnd, 0); }
+
+    /// The same in 64 bits.
+    __int64 seekEx(int whence, __int64 offset) const;
+    __int64 getPositionEx() const { return seekEx(seekCurrent, 0); }
+
+    /// Bytes in the file, as a signed 32-bit value with the same limits as `seek`. Throws as `seek`.
+    long size() const;
+
+    /// The same in 64 bits.
+    __int64 sizeEx() const;
+
+    /// True when the position is at the end or past it. Throws code `SeekFailed`, also on what has no
+    /// position, such as a pipe.
+    bool eof();
+
+protected:
+    SAnsiString m_filename;
+
+    /// The flags of the last open, the binary flag 0x8000 included.
+    int m_mode = 0;
+    int m_fd = 0;
+    bool m_opened = false;
+
+private:
+    void requireOpen(SFileException::ErrorCodes code) const;
+    [[noreturn]] void fail(SFileException::ErrorCodes code, int errorNumber) const;
+    __int64 move(int whence, __int64 offset) const;
+    __int64 measure() const;
+};
+
+} // namespace MorvexA106
