@@ -30,7 +30,7 @@ endif()
 
 add_library(morvex_options INTERFACE)
 target_link_libraries(morvex_options INTERFACE morvex_warnings)
-target_compile_options(morvex_options INTERFACE "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
+target_compile_options(morvex_options INTERFACE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
 if(MORVEX_SANITIZE)
   target_compile_options(morvex_options INTERFACE -fsanitize=${MORVEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(morvex_options INTERFACE -fsanitize=${MORVEX_SANITIZE})
