@@ -116,7 +116,8 @@ void walking()
                                        contender("mblen", [&] {
                                            const char* at = plain.c_str();
                                            while (*at != 0) {
-                                               at += std::mblen(at, 6);
+                                               const int bytes = std::mblen(at, 6);
+                                               at += bytes < 0 ? 1 : bytes;
                                            }
                                            keep(at);
                                        })});

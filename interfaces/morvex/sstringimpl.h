@@ -346,6 +346,7 @@ public:
     SString_t operator+(const T* text) const;
     SString_t operator+(const character& single) const;
     SString_t operator+(T unit) const { return *this + character(unit); }
+    friend SString_t operator+(const T* left, const SString_t& right) { return SString_t(left) + right; }
 
     SString_t left(const iterator& end) const;
     SString_t left(unsigned int count) const { return left(cursorAt(count)); }
