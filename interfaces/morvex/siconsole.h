@@ -6,7 +6,9 @@
 #include "morvex/export.h"
 #include "morvex/refcount.h"
 #include "morvex/siserver.h"
+#include "morvex/sstring.h"
 
+#include <array>
 #include <iosfwd>
 
 namespace MorvexA106
@@ -48,9 +50,23 @@ public:
 private:
     class ServerThread;
 
-    bool obey(const SAnsiString& command, ServerThread& server);
-    void tellStatus(ServerThread& server);
-    void tellHelp();
+    // Whether the console goes on.
+    using Action = bool (SIConsole::*)(ServerThread& server);
+
+    struct Command
+    {
+        const char* name;
+        const char* help;
+        Action action;
+    };
+
+    static const std::array<Command, 4> commandTable;
+
+    bool obey(SAnsiString command, ServerThread& server);
+    bool tellStatus(ServerThread& server);
+    bool stopServer(ServerThread& server);
+    bool quit(ServerThread& server);
+    bool tellHelp(ServerThread& server);
 
     CSmartRefCountPtr<SIServer> m_server;
     std::istream& m_commands;

@@ -15,6 +15,7 @@
 namespace MorvexA106
 {
 
+class ServerBelongings;
 class SIServerControllerMonitor;
 
 /// The main loop of a server process: one object, made and run on the main thread.
@@ -86,7 +87,6 @@ private:
     friend class SIServerControllerAccess;
 
     struct Gates;
-    struct Belongings;
     class StopThread;
 
     static void waitingToInitialize();
@@ -108,6 +108,7 @@ private:
 
     static void serverInProgress(unsigned long hint);
     static void signalServerRunning();
+    static void requireServiceIfAny();
 
     static void startInternalShutdownThread(CSmartRefCountPtr<SIServer> server);
     static void stopInternalShutdownThread();
@@ -116,15 +117,14 @@ private:
     void requireServer() const;
     bool runInConsole();
     bool runInForeground();
-    void takePidFile(const CParamLineArgs& arguments);
-    void listenToSignals();
     void initializeServer();
     void uninitializeServer();
     int exitCode(bool ranWell) const noexcept;
     int endAfter(const SIServerException& problem);
     void endAfterUnknown();
-    [[noreturn]] void exitAfterUninitialize();
+    [[noreturn]] void exitAfterUninitialize(const SAnsiString& reason);
     void openLastGates();
+    void tellOperator(const SAnsiString& reason) const;
 
     CSmartRefCountPtr<SIServerStartupParam> m_startupParam;
     CSmartRefCountPtr<SIServer> m_pServer;
@@ -132,7 +132,7 @@ private:
     SAnsiString m_displayName;
     SAnsiString m_description;
     std::unique_ptr<Gates> m_gates;
-    std::unique_ptr<Belongings> m_belongings;
+    std::unique_ptr<ServerBelongings> m_belongings;
 
     static SIServerController* __gInstance;
     static SIServerControllerMonitor* m_pWaitUninitialize;

@@ -13,7 +13,7 @@ namespace MorvexA106
 /// into the matter. Thrown by value. A server throws it too, to say why it can't begin:
 ///
 ///     if (!SFileSys::isDir(drop))
-///         throw SIServerException(SIServerException::toldToUser, "There is no folder " + drop + ".");
+///         throw SIServerException(SIServerException::toldToUser, SAnsiString("There is no folder ") + drop);
 ///
 /// `SIServerController::run` writes the message to standard error and turns it into an exit code.
 class MORVEX_EXPORT SIServerException
