@@ -53,10 +53,7 @@ void expectWalk(const std::string& text, const LocaleText& locale)
 class ThreadLocale
 {
 public:
-    explicit ThreadLocale(const char* name)
-        : m_locale(newlocale(LC_ALL_MASK, name, nullptr)),
-          m_before(uselocale(m_locale))
-    {}
+    explicit ThreadLocale(locale_t locale) : m_locale(locale), m_before(uselocale(m_locale)) {}
     ~ThreadLocale()
     {
         uselocale(m_before);
@@ -126,11 +123,16 @@ TEST(Walking, EveryUtf8CharacterIsReadAndWrittenAsTheLibraryDoes)
 
 TEST(Walking, FollowsTheThreadsOwnLocale)
 {
-    const LocaleInForce process({"C"});
+    locale_t utf8 = nullptr;
+    {
+        const LocaleInForce inForce({"en_US.UTF-8"});
+        ASSERT_TRUE(inForce.found());
+        utf8 = duplocale(LC_GLOBAL_LOCALE);
+    }
     const SAnsiString text("\xE2\x82\xAC");
     unsigned int inThread = 0;
     std::thread other([&] {
-        const ThreadLocale mine("en_US.UTF-8");
+        const ThreadLocale mine(utf8);
         inThread = text.getNChars();
     });
     EXPECT_EQ(text.getNChars(), 3u);

@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <thread>
 #include <type_traits>
+#include <vector>
 
 using namespace MorvexA106;
 
@@ -396,6 +398,29 @@ TYPED_TEST(StringCore, BehavesAsAStandardStringUnderRandomEdits)
         ASSERT_EQ(text.length(), model.size()) << "step " << step;
         ASSERT_GE(text.onEmptyBuffer() ? 1u : text.capacity(), text.length() + 1) << "step " << step;
     }
+}
+
+TEST(Sharing, ThreadsCopyEditAndDropOneBuffer)
+{
+    const SAnsiString shared("the text that all of them hold");
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([source = shared] {
+            for (int i = 0; i < 2000; ++i) {
+                SAnsiString copy(source);
+                const SAnsiString second(copy);
+                copy += "!";
+                ASSERT_STREQ(second, "the text that all of them hold");
+                copy = second;
+                copy.setAt(0u, 'T');
+                ASSERT_STREQ(copy, "The text that all of them hold");
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_STREQ(shared, "the text that all of them hold");
 }
 
 TEST(Flavours, EachTakesItsOwnAndItsEnginesText)
