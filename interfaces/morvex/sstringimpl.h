@@ -322,7 +322,13 @@ public:
     }
 
     void concat(const SString_t& text);
-    void concat(const T* text);
+    void concat(const T* text)
+    {
+        if (text != nullptr) {
+            const std::size_t length = std::char_traits<T>::length(text);
+            concatUnits(text, length, length);
+        }
+    }
     void concat(const character& single);
 
     /// Appends one unit; a zero appends nothing.
@@ -444,7 +450,7 @@ protected:
     T* concatAllocHelper(std::size_t units)
     {
         const std::uint32_t length = m_buffer->m_length;
-        if (units == 0 || length + units >= m_buffer->m_capacity || !isPrivate()) {
+        if (!hasRoomFor(units)) {
             return concatAllocSlow(units);
         }
         T* text = m_buffer->getBuffer() + length;
@@ -481,6 +487,12 @@ private:
 
     /// The count of the empty buffer is -1, so it is never private.
     bool isPrivate() const noexcept { return m_buffer->m_refCount.load(std::memory_order_acquire) == 1; }
+
+    /// True when an append of that many units, more than none, can be written where the text ends.
+    bool hasRoomFor(std::size_t units) const noexcept
+    {
+        return units != 0 && m_buffer->m_length + units < m_buffer->m_capacity && isPrivate();
+    }
 
     T* concatAllocSlow(std::size_t units);
     static SStringBuffer* makeBuffer(std::size_t capacity);

@@ -370,12 +370,12 @@ void SString_t<T, M>::deleteChars(unsigned int index, unsigned int count)
 template <class T, int M>
 void SString_t<T, M>::concatUnits(const T* text, std::size_t taken, std::size_t count)
 {
-    // Text of our own is found again by its offset, wherever the buffer went.
-    const bool own = holds(text);
-    const std::size_t offset = own ? static_cast<std::size_t>(text - getString()) : 0;
+    // Text of our own is found again by its offset where the buffer moves.
+    const bool moves = !hasRoomFor(count) && holds(text);
+    const std::size_t offset = moves ? static_cast<std::size_t>(text - getString()) : 0;
     if (T* gap = concatAllocHelper(count)) {
-        copyUnits(gap, own ? getString() + offset : text, taken);
-        std::fill_n(gap + taken, count - taken, T{0});
+        copyUnits(gap, moves ? getString() + offset : text, taken);
+        std::fill(gap + taken, gap + count, T{0});
     }
 }
 
@@ -383,13 +383,6 @@ template <class T, int M>
 void SString_t<T, M>::concat(const SString_t& text)
 {
     concatUnits(text.getString(), text.m_buffer->m_length, text.m_buffer->m_length);
-}
-
-template <class T, int M>
-void SString_t<T, M>::concat(const T* text)
-{
-    const std::size_t length = lengthOf(text);
-    concatUnits(text, length, length);
 }
 
 template <class T, int M>
