@@ -112,6 +112,8 @@ public:
     /// reached the disk. It does not move a file to another disk. A folder is reported as an assertion and
     /// left alone. Throws missing, and `RenameFailed`; the file then has its old name, or, when only writing
     /// it to the disk failed, the new one.
+    ///
+    /// POSIX: when both are names of one file already, both stay.
     static void renameFile(const SAnsiString& from, const SAnsiString& to);
 
     /// Copies a file, or a folder with all that is in it, and makes the folders that lead to the target. A
@@ -123,8 +125,9 @@ public:
     /// failure has the reason `AccessDenied`. When the target lies inside the source, the copy leaves the
     /// target's own folder out. Throws missing, `CopyFailed`, and as `makeDirectories`.
     ///
-    /// POSIX: the content is put together under another name beside the target and then takes its place, so
-    /// the target's folder must be writable; other names of an old target keep the old content.
+    /// POSIX: the content is put together under another name beside the target, which begins with `.morvex-`,
+    /// and then takes its place, so the target's folder must be writable; other names of an old target keep
+    /// the old content. A target that is a link is followed, a device or a pipe is written to.
     static void copyFile(const SAnsiString& from, const SAnsiString& to, bool overwrite);
 
     /// Empty after a failure.
@@ -136,7 +139,8 @@ public:
     /// The full form of a path, which need not exist: slashes unified, joined to the current folder unless it
     /// is full, `.` and repeated separators dropped, `..` taken back with the segment before it but never
     /// past the root. A separator at the end stays. This is done on the text: where the segment before `..`
-    /// is a link, the path names another place than the system would find.
+    /// is a link, the path names another place than the system would find. Where the current folder can't be
+    /// told, the path stays relative.
     ///
     /// | path         | current folder | result          |
     /// |--------------|----------------|-----------------|
@@ -152,6 +156,9 @@ public:
     /// assertion. The folder of another drive is found without changing the current one; a drive that is not
     /// there throws `SetCurrentDirectoryFailed`.
     static SAnsiString getFullPath(const SAnsiString& path);
+
+private:
+    struct Work;
 };
 
 } // namespace MorvexA106

@@ -22,9 +22,10 @@ static_assert(FileWord::denyReadAndWrite == _SH_DENYRW && FileWord::denyWrite ==
                   FileWord::denyRead == _SH_DENYRD && FileWord::denyNothing == _SH_DENYNO,
               "the words are the runtime's own");
 
+/// A failure is one also where the runtime gives no number for it.
 FileResult outcome(std::int64_t value) noexcept
 {
-    return value == -1 ? FileResult{-1, errno} : FileResult{value};
+    return value == -1 ? FileResult{-1, errno != 0 ? errno : EBADF} : FileResult{value};
 }
 
 /// The runtime would take the marker for permissions without the right to write.
