@@ -34,6 +34,7 @@ constexpr unsigned long lifeCycleMessage = 0x891C;
 constexpr unsigned long failureMessage = 0x891D;
 
 constexpr int failureExitCode = 1;
+constexpr long threadPatience = 1000; // milliseconds
 
 struct Options
 {
@@ -307,6 +308,8 @@ void SIServerController::exitAfterUninitialize(const SAnsiString& reason)
     tellOperator(filledMessage(resourceText(serverFailed), reason));
     logMessage(errorLevel, lifeCycleMessage, filledMessage(resourceText(serverEnding), m_serviceName));
     m_belongings->release();
+    // What a server left running after such a failure can't be waited for without a limit.
+    JTCInitialize::getTermGroup()->waitForAll(threadPatience);
     std::exit(static_cast<signed char>(m_pServer->getStatus()));
 }
 
