@@ -1,5 +1,7 @@
 #include "platform/pidfile.h"
 
+#include "platform/posix/owned.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -11,7 +13,6 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
-#include <utility>
 
 namespace MorvexA106::Platform
 {
@@ -19,44 +20,9 @@ namespace MorvexA106::Platform
 namespace
 {
 
-class Descriptor
-{
-public:
-    explicit Descriptor(int number = -1) noexcept : m_number(number) {}
-    Descriptor(Descriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
-    Descriptor& operator=(Descriptor other) noexcept
-    {
-        std::swap(m_number, other.m_number);
-        return *this;
-    }
-    ~Descriptor()
-    {
-        if (m_number != -1) {
-            close(m_number);
-        }
-    }
-
-    int number() const noexcept { return m_number; }
-    explicit operator bool() const noexcept { return m_number != -1; }
-
-private:
-    int m_number;
-};
-
 std::system_error failureOf(const std::string& operation, int number = errno)
 {
     return std::system_error(number, std::generic_category(), operation);
-}
-
-// Takes a call up again that a signal interrupted.
-template <class Call>
-auto uninterrupted(Call call)
-{
-    auto result = call();
-    while (result == -1 && errno == EINTR) {
-        result = call();
-    }
-    return result;
 }
 
 Descriptor openFile(const std::string& path, int flags)
@@ -66,7 +32,7 @@ Descriptor openFile(const std::string& path, int flags)
 
 bool lockNow(const Descriptor& file)
 {
-    if (uninterrupted([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) {
+    if (uninterrupted([&] { return flock(file.get(), LOCK_EX | LOCK_NB); }) == 0) {
         return true;
     }
     if (errno == EWOULDBLOCK) {
@@ -79,14 +45,14 @@ bool isAt(const Descriptor& file, const std::string& path)
 {
     struct stat own = {};
     struct stat there = {};
-    return fstat(file.number(), &own) == 0 && lstat(path.c_str(), &there) == 0 &&
-           own.st_dev == there.st_dev && own.st_ino == there.st_ino;
+    return fstat(file.get(), &own) == 0 && lstat(path.c_str(), &there) == 0 && own.st_dev == there.st_dev &&
+           own.st_ino == there.st_ino;
 }
 
 void requireRegular(const Descriptor& file)
 {
     struct stat own = {};
-    if (fstat(file.number(), &own) != 0) {
+    if (fstat(file.get(), &own) != 0) {
         throw failureOf("fstat");
     }
     if (!S_ISREG(own.st_mode)) {
@@ -97,7 +63,7 @@ void requireRegular(const Descriptor& file)
 std::string processIn(const Descriptor& file)
 {
     std::array<char, 20> text{};
-    const ssize_t count = uninterrupted([&] { return pread(file.number(), text.data(), text.size(), 0); });
+    const ssize_t count = uninterrupted([&] { return pread(file.get(), text.data(), text.size(), 0); });
     const std::string_view content(text.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
     return std::string(content.substr(0, content.find_first_not_of("0123456789")));
 }
@@ -105,10 +71,10 @@ std::string processIn(const Descriptor& file)
 void writeProcess(const Descriptor& file)
 {
     const std::string text = std::to_string(getpid()) + "\n";
-    if (ftruncate(file.number(), 0) != 0) {
+    if (ftruncate(file.get(), 0) != 0) {
         throw failureOf("ftruncate");
     }
-    const ssize_t count = uninterrupted([&] { return write(file.number(), text.data(), text.size()); });
+    const ssize_t count = uninterrupted([&] { return write(file.get(), text.data(), text.size()); });
     if (count != static_cast<ssize_t>(text.size())) {
         throw failureOf("write", count == -1 ? errno : ENOSPC);
     }

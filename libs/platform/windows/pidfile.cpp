@@ -1,11 +1,12 @@
 #include "platform/pidfile.h"
 
+#include "platform/windows/owned.h"
+
 #include <windows.h>
 
 #include <array>
 #include <string_view>
 #include <system_error>
-#include <utility>
 
 namespace MorvexA106::Platform
 {
@@ -13,33 +14,14 @@ namespace MorvexA106::Platform
 namespace
 {
 
-class Handle
-{
-public:
-    explicit Handle(HANDLE handle = INVALID_HANDLE_VALUE) noexcept : m_handle(handle) {}
-    Handle(Handle&& other) noexcept : m_handle(std::exchange(other.m_handle, INVALID_HANDLE_VALUE)) {}
-    Handle& operator=(Handle other) noexcept
-    {
-        std::swap(m_handle, other.m_handle);
-        return *this;
-    }
-    ~Handle()
-    {
-        if (m_handle != INVALID_HANDLE_VALUE) {
-            CloseHandle(m_handle);
-        }
-    }
-
-    HANDLE get() const noexcept { return m_handle; }
-    explicit operator bool() const noexcept { return m_handle != INVALID_HANDLE_VALUE; }
-
-private:
-    HANDLE m_handle;
-};
-
 std::system_error failureOf(const std::string& operation, DWORD number = GetLastError())
 {
     return std::system_error(static_cast<int>(number), std::system_category(), operation);
+}
+
+FileHandle opened(HANDLE handle) noexcept
+{
+    return FileHandle(validOrNull(handle));
 }
 
 std::string fullPath(const std::string& path)
@@ -56,8 +38,8 @@ std::string fullPath(const std::string& path)
 
 std::string processIn(const std::string& path)
 {
-    const Handle file(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                  OPEN_EXISTING, 0, nullptr));
+    const FileHandle file = opened(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                               nullptr, OPEN_EXISTING, 0, nullptr));
     std::array<char, 20> text{};
     DWORD count = 0;
     if (!file || !ReadFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &count, nullptr)) {
@@ -74,15 +56,15 @@ bool isInUse(DWORD number)
 }
 
 // Whoever holds this is the only one who makes or removes the file. It goes with the handle.
-Handle turn(const std::string& path)
+FileHandle turn(const std::string& path)
 {
-    return Handle(CreateFileA((path + ".lock").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+    return opened(CreateFileA((path + ".lock").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
                               FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
 }
 
 void writeProcess(const std::string& path)
 {
-    const Handle file(
+    const FileHandle file = opened(
         CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
         throw failureOf("CreateFile");
@@ -95,10 +77,10 @@ void writeProcess(const std::string& path)
 }
 
 // Open for writing, and nobody else may: that is the lock. Empty when there is no such file.
-Handle lockedFile(const std::string& path)
+FileHandle lockedFile(const std::string& path)
 {
-    Handle file(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                            FILE_ATTRIBUTE_NORMAL, nullptr));
+    FileHandle file = opened(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                         FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file && isInUse(GetLastError())) {
         throw PidFileInUse(processIn(path));
     }
@@ -115,7 +97,7 @@ class PidFile::Held
 public:
     explicit Held(const std::string& path) : m_path(fullPath(path))
     {
-        const Handle mine = turn(m_path);
+        const FileHandle mine = turn(m_path);
         if (!mine && isInUse(GetLastError())) {
             throw PidFileInUse(processIn(m_path));
         }
@@ -127,8 +109,8 @@ public:
 
     ~Held()
     {
-        const Handle mine = turn(m_path);
-        m_file = Handle();
+        const FileHandle mine = turn(m_path);
+        m_file.reset();
         if (mine) { // else somebody is about to replace it
             DeleteFileA(m_path.c_str());
         }
@@ -154,7 +136,7 @@ private:
     }
 
     std::string m_path;
-    Handle m_file;
+    FileHandle m_file;
 };
 
 PidFile::PidFile(const std::string& path) : m_held(new Held(path)) {}
