@@ -172,7 +172,7 @@ struct FolderWalk::State
         void operator()(DIR* folder) const noexcept { ::closedir(folder); }
     };
 
-    std::unique_ptr<DIR, Close> folder;
+    std::unique_ptr<DIR, Close> entries;
     std::string pattern;
     Matcher matches;
 };
@@ -183,8 +183,8 @@ FolderWalk::~FolderWalk() = default;
 SystemError FolderWalk::open(const std::string& folder, const char* pattern, Matcher matches)
 {
     auto state = std::make_unique<State>(State{nullptr, pattern, matches});
-    state->folder.reset(::opendir(folder.empty() ? "." : folder.c_str()));
-    if (!state->folder) {
+    state->entries.reset(::opendir(folder.empty() ? "." : folder.c_str()));
+    if (!state->entries) {
         return lastWindowsError();
     }
     m_state = std::move(state);
@@ -196,7 +196,7 @@ bool FolderWalk::next(std::string& name, SystemError& error)
     error = {};
     while (m_state) {
         errno = 0;
-        const dirent* entry = ::readdir(m_state->folder.get());
+        const dirent* entry = ::readdir(m_state->entries.get());
         if (entry == nullptr) {
             error = errno != 0 ? lastWindowsError() : SystemError{};
             m_state.reset();
