@@ -17,13 +17,15 @@ constexpr char cannotRemove[] =
     "Failed to remove the file %1 in a file system operation. Please check access "
     "rights or for a sharing violation.  Reason: %2";
 
+constexpr char cannotReadAttributes[] = "Fail to get file attributes from operating system in file system "
+                                        "operation on file %1.  Reason given: %2";
+
 /// By code. 14 and everything past the end are unknown.
 constexpr const char* messages[] = {
     "System is out of memory.",
     "Fail to create directory structure in file system operation on file %1.  Reason given: %2",
     "File not found",
-    "Fail to get file attributes from operating system in file system operation on file %1.  Reason given: "
-    "%2",
+    cannotReadAttributes,
     cannotRemove,
     "Failed to copy the file %1 to %2 in file system operation. Please check access rights. Reason given: %3",
     "The file %1 does not exist.  File system operation failed. Reason give: %2",

@@ -3,6 +3,9 @@
 #include "morvex/pathrules.h"
 #include "morvex/wordsplit.h"
 
+#include <string>
+#include <string_view>
+
 namespace MorvexA106
 {
 
@@ -95,8 +98,8 @@ SAnsiString SStringHelper::MakePath(const SAnsiString& drive, const SAnsiString&
 void SStringHelper::SplitPath(const SAnsiString& path, SAnsiString& drive, SAnsiString& folder,
                               SAnsiString& name, SAnsiString& extension)
 {
-    const SAnsiString kept(path); // any of the others may be the path
-    const PathRules::Parts parts = PathRules::split(viewOf(kept), style());
+    const std::string kept(viewOf(path)); // any of the others may be the path
+    const PathRules::Parts parts = PathRules::split(kept, style());
     replace(drive, parts.drive);
     replace(folder, parts.folder);
     replace(name, parts.name);

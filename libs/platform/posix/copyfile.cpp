@@ -21,7 +21,7 @@ namespace
 
 // Inside this file a failure is an errno, and 0 is success.
 
-constexpr std::size_t bufferSize = 128 * 1024;
+constexpr std::size_t bufferSize = std::size_t{128} * 1024;
 constexpr std::size_t kernelStep = std::size_t{1} << 30;
 constexpr int bothDescriptors = O_CLOEXEC | O_NOCTTY;
 
@@ -230,11 +230,13 @@ int copyOver(int source, const struct stat& status, const char* to, const struct
 int copyByErrno(const char* from, const char* to, bool overwrite)
 {
     Descriptor source;
-    struct stat status;
+    struct stat status
+    {};
     if (const int error = openSource(from, source, status)) {
         return error;
     }
-    struct stat old;
+    struct stat old
+    {};
     if (::lstat(to, &old) != 0) {
         return errno == ENOENT ? copyStaged(source.get(), status, to, false) : errno;
     }

@@ -151,7 +151,7 @@ class Gate
 public:
     explicit Gate(int descriptor) noexcept : m_descriptor(descriptor)
     {
-        for (int tries = 0; tries < 50 && !m_held; ++tries) {
+        for (int tries = 0; tries < 100 && !m_held; ++tries) {
             m_held = uninterrupted([&] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0;
             if (!m_held && errno != EWOULDBLOCK) {
                 return;
