@@ -35,8 +35,8 @@ public:
 
 private:
     std::vector<SAnsiString> namesIn(const SAnsiString& folder);
+    void copyEntries(const SAnsiString& from, const SAnsiString& to);
     void copyEntry(const SAnsiString& from, const SAnsiString& to);
-    bool enter(const SAnsiString& folder);
     void record(Reasons reason, const SAnsiString& text);
 
     FileIdentity m_target;
@@ -50,19 +50,6 @@ void SFileSys::Work::TreeCopy::record(Reasons reason, const SAnsiString& text)
     if (!m_failure) {
         m_failure = Failure{reason, text};
     }
-}
-
-/// False for a folder in which we are already: a link leads back to it.
-bool SFileSys::Work::TreeCopy::enter(const SAnsiString& folder)
-{
-    FileIdentity identity;
-    Platform::identify(folder, identity);
-    if (std::ranges::find(m_entered, identity) != m_entered.end()) {
-        record(Reasons::OtherReason, "The folder leads back to itself.");
-        return false;
-    }
-    m_entered.push_back(identity);
-    return true;
 }
 
 /// All at once: no folder stays open while its subfolders are copied, and what the copy adds is not found.
@@ -82,12 +69,27 @@ std::vector<SAnsiString> SFileSys::Work::TreeCopy::namesIn(const SAnsiString& fo
     return names;
 }
 
+/// A folder in which we are already is not entered again: a link leads back to it.
 void SFileSys::Work::TreeCopy::copyFolder(const SAnsiString& from, const SAnsiString& to)
 {
-    if (!enter(from)) {
+    FileIdentity identity;
+    const bool known = Platform::identify(from, identity);
+    if (known && std::ranges::find(m_entered, identity) != m_entered.end()) {
+        record(Reasons::OtherReason, "The folder leads back to itself.");
         return;
     }
-    makeDirectory(to, SFile::defaultPermissions);
+    m_entered.push_back(identity);
+    try {
+        makeDirectory(to, SFile::defaultPermissions);
+        copyEntries(from, to);
+    } catch (const SFileSysException& failure) {
+        record(failure.ErrReason(), failure.reason());
+    }
+    m_entered.pop_back();
+}
+
+void SFileSys::Work::TreeCopy::copyEntries(const SAnsiString& from, const SAnsiString& to)
+{
     for (const SAnsiString& name : namesIn(from)) {
         try {
             copyEntry(SStringHelper::MakePath(from, name), SStringHelper::MakePath(to, name));
@@ -95,7 +97,6 @@ void SFileSys::Work::TreeCopy::copyFolder(const SAnsiString& from, const SAnsiSt
             record(failure.ErrReason(), failure.reason());
         }
     }
-    m_entered.pop_back();
 }
 
 void SFileSys::Work::TreeCopy::copyEntry(const SAnsiString& from, const SAnsiString& to)
