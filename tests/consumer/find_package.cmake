@@ -1,7 +1,13 @@
 include(${CMAKE_CURRENT_LIST_DIR}/install.cmake)
 
+# A cross build searches its system's own folders only, so its users name the package's folder.
+if(toolchain)
+  set(place -D morvex_DIR=${prefix}/${libdir}/cmake/morvex)
+else()
+  set(place -D morvex_ROOT=${prefix})
+endif()
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${source} -B ${work}/build -G Ninja
-    -D CMAKE_CXX_COMPILER=${compiler} -D CMAKE_TOOLCHAIN_FILE=${toolchain} -D morvex_ROOT=${prefix}
+    -D CMAKE_CXX_COMPILER=${compiler} -D CMAKE_TOOLCHAIN_FILE=${toolchain} ${place}
   COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${CMAKE_COMMAND} --build ${work}/build COMMAND_ERROR_IS_FATAL ANY)
 
