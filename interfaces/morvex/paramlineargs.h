@@ -98,8 +98,8 @@ public:
     void GetArgsWithQuote(SIArray<SAnsiString>& args) const;
 
     /// The words of `GetArgsWithQuote` with a blank behind each, the last one too; an empty program name is
-    /// left out. `SetArgs` reads it back as it was, unless a name or value holds a double quote, or white
-    /// space that is not quoted, or a value begins with a dash.
+    /// left out. `SetArgs` reads it back as it was, unless a text holds a double quote, or white space that is
+    /// not quoted, or an option's name or value begins with a dash.
     SAnsiString GetCmdLine() const;
 
 private:
