@@ -79,7 +79,7 @@ SAnsiString format(const char* pattern, const Parameters& parameters)
     return replaceMarkers(pattern, std::span(values).first(count));
 }
 
-void writeAssertion(const char* file, int line, const char* expression, SAnsiString message)
+void writeAssertion(const char* file, int line, const char* expression, const SAnsiString& message)
 {
     Diagnostics::Sink* receiver = sink();
     if (receiver == nullptr) {

@@ -315,7 +315,8 @@ void SIServerController::exitAfterUninitialize(const SAnsiString& reason)
 
 int SIServerController::exitCode(bool ranWell) const noexcept
 {
-    const int status = static_cast<signed char>(m_pServer->getStatus());
+    // A number with a sign, no character.
+    const int status = static_cast<signed char>(m_pServer->getStatus()); // NOLINT(bugprone-signed-char-misuse)
     return status == 0 && !ranWell ? failureExitCode : status;
 }
 

@@ -98,7 +98,8 @@ SAnsiString SStringHelper::MakePath(const SAnsiString& drive, const SAnsiString&
 void SStringHelper::SplitPath(const SAnsiString& path, SAnsiString& drive, SAnsiString& folder,
                               SAnsiString& name, SAnsiString& extension)
 {
-    const std::string kept(viewOf(path)); // any of the others may be the path
+    // Any of the others may be the path.
+    const std::string kept(viewOf(path)); // NOLINT(performance-unnecessary-copy-initialization)
     const PathRules::Parts parts = PathRules::split(kept, style());
     replace(drive, parts.drive);
     replace(folder, parts.folder);
