@@ -315,8 +315,8 @@ void SIServerController::exitAfterUninitialize(const SAnsiString& reason)
 
 int SIServerController::exitCode(bool ranWell) const noexcept
 {
-    // A number with a sign, no character.
-    const int status = static_cast<signed char>(m_pServer->getStatus()); // NOLINT(bugprone-signed-char-misuse)
+    // A number with a sign, no character. NOLINTNEXTLINE(bugprone-signed-char-misuse)
+    const int status = static_cast<signed char>(m_pServer->getStatus());
     return status == 0 && !ranWell ? failureExitCode : status;
 }
 
