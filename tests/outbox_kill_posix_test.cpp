@@ -43,9 +43,7 @@ std::string contentOf(std::uint64_t number)
 /// A name that meets others in the target and in `sent`, or one that doesn't.
 SAnsiString nameOf(std::uint64_t number, bool isCommon)
 {
-    static const char* const common[] = {"order.xml", "a name with blanks",
-                                         "Gr\xC3\xBC\xC3\x9F"
-                                         "e.txt"};
+    static const char* const common[] = {"order.xml", "a name with blanks", "Gr\u00FC\u00DFe.txt"};
     return isCommon ? common[number % 3] : ("n" + std::to_string(number)).c_str();
 }
 
@@ -111,7 +109,7 @@ private:
     {
         for (int count = 0; !m_stop; std::this_thread::sleep_for(std::chrono::milliseconds(1))) {
             for (const std::string& name : shown(m_folders.target)) {
-                if (m_random() % 2 == 0) {
+                if (m_random() % 20 == 0) {
                     const std::string fetched =
                         in(m_folders.basket, std::to_string(++count).c_str()).getString();
                     std::filesystem::rename(in(m_folders.target, name.c_str()).getString(), fetched);
@@ -212,8 +210,12 @@ TEST(OutboxKill, EveryFileArrivesOnceWhateverMomentTheProcessDiesAt)
         ASSERT_EQ(server.wait(), -SIGKILL) << readFile(output.c_str());
         ++places[placeOfDeath(folders)];
     }
-    const std::uint64_t files = writer.stop();
     ServerProcess last(arguments, streams);
+    const std::uint64_t files = writer.stop() + 1;
+    // One more, so that all is delivered only when this process does it.
+    writeFile(in(folders.drop, ".unfinished"), contentOf(files - 1));
+    std::filesystem::rename(in(folders.drop, ".unfinished").getString(),
+                            in(folders.drop, "last").getString());
     EXPECT_TRUE(becomesTrue([&] { return isAllSent(folders, files); }, std::chrono::seconds(60)));
     last.kill(SIGTERM);
     EXPECT_EQ(last.wait(), 0);

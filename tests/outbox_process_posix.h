@@ -11,7 +11,6 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 extern char** environ;
@@ -58,9 +57,8 @@ public:
         posix_spawn_file_actions_addopen(&actions, 0, streams.input.c_str(), O_RDWR, 0);
         posix_spawn_file_actions_addopen(&actions, 1, streams.output.c_str(), fresh, 0600);
         posix_spawn_file_actions_addopen(&actions, 2, streams.errors.c_str(), fresh, 0600);
-        if (posix_spawn(&m_pid, OUTBOX_PROGRAM, &actions, nullptr, words.data(), environ) != 0) {
-            m_pid = -1;
-        }
+        const int failure = posix_spawn(&m_pid, OUTBOX_PROGRAM, &actions, nullptr, words.data(), environ);
+        EXPECT_EQ(failure, 0) << OUTBOX_PROGRAM;
         posix_spawn_file_actions_destroy(&actions);
     }
     ~ServerProcess()
@@ -73,15 +71,22 @@ public:
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
 
-    void kill(int signal) const { ::kill(m_pid, signal); }
+    void kill(int signal) const
+    {
+        if (m_pid > 0) {
+            ::kill(m_pid, signal);
+        }
+    }
 
-    /// The exit code; less than 0 when a signal ended the process.
+    /// The exit code; less than 0 when a signal ended the process, as it does when it doesn't end by itself.
     int wait()
     {
         int status = 0;
-        if (m_pid < 0 || waitpid(std::exchange(m_pid, -1), &status, 0) < 0) {
-            return -1;
+        if (!becomesTrue([&] { return waitpid(m_pid, &status, WNOHANG) != 0; }, std::chrono::seconds(30))) {
+            kill(SIGKILL);
+            waitpid(m_pid, &status, 0);
         }
+        m_pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 

@@ -7,6 +7,7 @@
 #include <morvex/sstringhelper.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -79,11 +80,13 @@ void Agent::work()
         return;
     }
     const std::vector<Sighting> files = filesIn(m_drop.folder());
-    m_events.waiting(files.size());
+    std::size_t waiting = files.size();
+    m_events.waiting(waiting);
     for (const Sighting& file : m_scanner.completeOf(files)) {
         if (m_events.stopRequested() || !m_delivery.take(file)) {
             return;
         }
+        m_events.waiting(--waiting);
     }
 }
 

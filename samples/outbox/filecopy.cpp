@@ -23,7 +23,7 @@ namespace
 constexpr unsigned chunkSize = 1 << 20;
 
 // Flushing as we go keeps each wait for the disk short, and with it the answer to a stop.
-constexpr __int64 flushInterval = 16 * __int64(chunkSize);
+constexpr __int64 flushInterval = 16 << 20;
 
 constexpr int newFile = SFile::writeOnly | SFile::create | SFile::truncate;
 
