@@ -12,13 +12,13 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sfilesys.h
   morvex/sfilesysexception.h
   morvex/siarray.h
+  morvex/siconsole.h
   morvex/siiterator.h
   morvex/simap.h
-  morvex/siset.h
-  morvex/siconsole.h
   morvex/siserver.h
   morvex/siservercontroller.h
   morvex/siserverexception.h
+  morvex/siset.h
   morvex/splat.h
   morvex/ssfilesearch.h
   morvex/sstring.h
@@ -37,6 +37,7 @@ set(ETC_PUBLIC_HEADERS
   etc/initialize.h
   etc/lock.h
   etc/monitor.h
+  etc/owner.h
   etc/recursivemutex.h
   etc/refcount.h
   etc/thread.h

@@ -4,12 +4,11 @@
 /// Locks with one condition each.
 
 #include "etc/export.h"
+#include "etc/owner.h"
 #include "etc/recursivemutex.h"
 #include "etc/waitqueue.h"
 
-#include <atomic>
 #include <mutex>
-#include <thread>
 
 namespace Etc10012
 {
@@ -66,24 +65,42 @@ private:
 };
 
 /// A lock with one condition that a thread can't take twice; else as `JTCMonitor`, with the same exact waiting.
-/// It spares the count of the levels.
+/// `lock` and `unlock` stand in the header: while nobody else wants the monitor, they cost no call into this
+/// library.
 class ETC_EXPORT JTCFastMonitor
 {
 public:
-    JTCFastMonitor() noexcept;
-    ~JTCFastMonitor();
+    JTCFastMonitor() noexcept = default;
+    ~JTCFastMonitor() = default;
     JTCFastMonitor(const JTCFastMonitor&) = delete;
     JTCFastMonitor& operator=(const JTCFastMonitor&) = delete;
 
     /// Takes the monitor and returns true. With `wait` false it does not block: where any thread holds the
     /// monitor, the calling one included, it returns false. With `wait` true a thread that holds it already
     /// gets `JTCIllegalMonitorState`, since it would wait for itself.
-    bool lock(bool wait = true);
+    bool lock(bool wait = true)
+    {
+        if (m_owner.isCaller()) [[unlikely]] {
+            return refuseSecondLock(wait);
+        }
+        if (wait) {
+            m_mutex.lock();
+        } else if (!m_mutex.try_lock()) {
+            return false;
+        }
+        m_owner.setCaller();
+        return true;
+    }
 
     /// Throws `JTCIllegalMonitorState` when the calling thread does not hold the monitor.
-    void unlock();
+    void unlock()
+    {
+        m_owner.requireCaller("unlock");
+        m_owner.clear();
+        m_mutex.unlock();
+    }
 
-    bool isHeld() const noexcept;
+    bool isHeld() const noexcept { return m_owner.isCaller(); }
 
     /// As those of `JTCMonitor`.
     void wait();
@@ -92,11 +109,10 @@ public:
     void notifyAll();
 
 private:
-    void requireHeld(const char* operation) const;
-    void setOwner(std::thread::id owner) noexcept { m_owner.store(owner, std::memory_order_relaxed); }
+    static bool refuseSecondLock(bool wait);
 
     std::mutex m_mutex;
-    std::atomic<std::thread::id> m_owner{};
+    JTCOwner m_owner;
     JTCWaitQueue m_waiting;
 };
 

@@ -4,10 +4,9 @@
 /// Locks that a thread may take again while it holds them.
 
 #include "etc/export.h"
+#include "etc/owner.h"
 
-#include <atomic>
 #include <mutex>
-#include <thread>
 
 namespace Etc10012
 {
@@ -27,8 +26,8 @@ namespace Etc10012
 class ETC_EXPORT JTCRecursiveMutex
 {
 public:
-    JTCRecursiveMutex() noexcept;
-    ~JTCRecursiveMutex();
+    JTCRecursiveMutex() noexcept = default;
+    ~JTCRecursiveMutex() = default;
     JTCRecursiveMutex(const JTCRecursiveMutex&) = delete;
     JTCRecursiveMutex& operator=(const JTCRecursiveMutex&) = delete;
 
@@ -43,39 +42,59 @@ public:
     bool isHeld() const noexcept;
 
 private:
-    friend class JTCFastRecursiveMutex;
     friend class JTCMonitor;
 
-    bool isFree() const noexcept;
-    void requireHeld(const char* operation) const;
     unsigned suspend() noexcept;
     void resume(unsigned levels) noexcept;
 
     std::mutex m_mutex;
-    std::atomic<std::thread::id> m_owner{};
+    JTCOwner m_owner;
     unsigned m_levels = 0;
 };
 
-/// `JTCRecursiveMutex` for sections of a few instructions that several processors want at once: a thread that
-/// finds the lock held looks for a moment whether it gets free, before it lets itself be put to sleep.
-class ETC_EXPORT JTCFastRecursiveMutex
+/// `JTCRecursiveMutex` with its operations in the header: while nobody else wants the lock, taking it and
+/// giving it back costs no call into this library.
+class JTCFastRecursiveMutex
 {
 public:
-    JTCFastRecursiveMutex() noexcept;
-    ~JTCFastRecursiveMutex();
+    JTCFastRecursiveMutex() noexcept = default;
+    ~JTCFastRecursiveMutex() = default;
     JTCFastRecursiveMutex(const JTCFastRecursiveMutex&) = delete;
     JTCFastRecursiveMutex& operator=(const JTCFastRecursiveMutex&) = delete;
 
     /// As `JTCRecursiveMutex::lock`.
-    bool lock(bool wait = true);
+    bool lock(bool wait = true)
+    {
+        if (m_owner.isCaller()) {
+            ++m_levels;
+            return true;
+        }
+        if (wait) {
+            m_mutex.lock();
+        } else if (!m_mutex.try_lock()) {
+            return false;
+        }
+        m_owner.setCaller();
+        m_levels = 1;
+        return true;
+    }
 
     /// As `JTCRecursiveMutex::unlock`.
-    void unlock();
+    void unlock()
+    {
+        m_owner.requireCaller("unlock");
+        if (--m_levels == 0) {
+            m_owner.clear();
+            m_mutex.unlock();
+        }
+    }
 
-    bool isHeld() const noexcept;
+    bool isHeld() const noexcept { return m_owner.isCaller(); }
 
 private:
-    JTCRecursiveMutex m_mutex;
+    std::mutex m_mutex;
+    JTCOwner m_owner;
+    unsigned m_levels = 0;
 };
 
 } // namespace Etc10012
