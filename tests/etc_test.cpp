@@ -41,16 +41,18 @@ class FunctionThread : public JTCThread
 {
 public:
     FunctionThread(JTCHandleT<JTCThreadGroup> group, const char* name, Task task, Task atEnd = {})
-        : JTCThread(group, name), m_task(std::move(task)), m_atEnd(std::move(atEnd))
-    {
-    }
+        : JTCThread(group, name),
+          m_task(std::move(task)),
+          m_atEnd(std::move(atEnd))
+    {}
     void run() override { m_task(); }
 
 protected:
     ~FunctionThread() override
     {
-        if (m_atEnd)
+        if (m_atEnd) {
             m_atEnd();
+        }
     }
 
 private:
@@ -88,8 +90,9 @@ bool comesTrue(const std::function<bool()>& holds)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience);
     while (!holds()) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
             return false;
+        }
         std::this_thread::yield();
     }
     return true;
@@ -101,8 +104,7 @@ bool comesTrue(const std::function<bool()>& holds)
 
 template <class Lock>
 class EveryLock : public testing::Test
-{
-};
+{};
 using Locks = testing::Types<JTCMonitor, JTCFastMonitor, JTCRecursiveMutex, JTCFastRecursiveMutex>;
 TYPED_TEST_SUITE(EveryLock, Locks);
 
@@ -112,13 +114,15 @@ TYPED_TEST(EveryLock, LetsOneThreadInAtATime)
     long plain = 0; // no atomic: a fault of the lock shows here and in the thread sanitizer
     {
         std::vector<std::jthread> threads;
-        for (int i = 0; i < 4; ++i)
+        threads.reserve(4);
+        for (int i = 0; i < 4; ++i) {
             threads.emplace_back([&] {
                 for (int round = 0; round < 5000; ++round) {
                     JTCLockT guard(lock);
                     ++plain;
                 }
             });
+        }
     }
     EXPECT_EQ(plain, 20000);
 }
@@ -166,8 +170,7 @@ TYPED_TEST(EveryLock, ScopedLockEndsWithItsScopeAnExceptionOrItsUnlock)
 
 template <class Lock>
 class EveryRecursiveLock : public testing::Test
-{
-};
+{};
 using RecursiveLocks = testing::Types<JTCMonitor, JTCRecursiveMutex, JTCFastRecursiveMutex>;
 TYPED_TEST_SUITE(EveryRecursiveLock, RecursiveLocks);
 
@@ -208,32 +211,33 @@ protected:
     {
     public:
         Waiting(Monitor& monitor, long milliseconds)
-            : m_monitor(monitor), m_result(std::async(std::launch::async, [this, milliseconds] {
-                  JTCLockT guard(m_monitor);
+            : m_where(monitor),
+              m_result(std::async(std::launch::async, [this, milliseconds] {
+                  JTCLockT guard(m_where);
                   m_inside = true;
-                  return m_monitor.wait(milliseconds);
+                  return m_where.wait(milliseconds);
               }))
         {
             comesTrue([this] {
-                JTCLockT guard(m_monitor);
+                JTCLockT guard(m_where);
                 return m_inside;
             });
         }
         bool wasNotified() { return m_result.get(); }
 
     private:
-        Monitor& m_monitor;
+        Monitor& m_where;
         bool m_inside = false;
         std::future<bool> m_result;
     };
 
     void notify()
     {
-        JTCLockT guard(monitor);
-        monitor.notify();
+        JTCLockT guard(m_monitor);
+        m_monitor.notify();
     }
 
-    Monitor monitor;
+    Monitor m_monitor;
 };
 using Monitors = testing::Types<JTCMonitor, JTCFastMonitor>;
 TYPED_TEST_SUITE(EveryMonitor, Monitors);
@@ -247,53 +251,56 @@ TYPED_TEST(EveryMonitor, WaitAndNotifyWithoutTheLockThrow)
         {"notify", [&] { monitor.notify(); }},
         {"notifyAll", [&] { monitor.notifyAll(); }},
     }};
-    for (const auto& [name, operation] : operations)
+    for (const auto& [name, operation] : operations) {
         EXPECT_EQ(messageOf<JTCIllegalMonitorState>(operation),
                   std::string(name) + ": the calling thread does not hold the lock");
+    }
 }
 
 TYPED_TEST(EveryMonitor, WaitEndsByItsTimeWhenNobodyNotifies)
 {
-    JTCLockT guard(this->monitor);
+    JTCLockT guard(this->m_monitor);
     for (const long milliseconds : {30L, 1L, 0L, -1L, LONG_MIN}) {
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_FALSE(this->monitor.wait(milliseconds));
-        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(milliseconds));
-        EXPECT_TRUE(this->monitor.isHeld());
+        EXPECT_FALSE(this->m_monitor.wait(milliseconds));
+        EXPECT_GE(std::chrono::steady_clock::now() - start,
+                  std::chrono::milliseconds(std::max(milliseconds, 0L)));
+        EXPECT_TRUE(this->m_monitor.isHeld());
     }
 }
 
 TYPED_TEST(EveryMonitor, NotifyWithNobodyWaitingIsLost)
 {
-    JTCLockT guard(this->monitor);
-    this->monitor.notify();
-    this->monitor.notifyAll();
-    EXPECT_FALSE(this->monitor.wait(10));
+    JTCLockT guard(this->m_monitor);
+    this->m_monitor.notify();
+    this->m_monitor.notifyAll();
+    EXPECT_FALSE(this->m_monitor.wait(10));
 }
 
 TYPED_TEST(EveryMonitor, LongestTimeDoesNotOverflow)
 {
-    typename TestFixture::Waiting waiting(this->monitor, LONG_MAX);
+    typename TestFixture::Waiting waiting(this->m_monitor, LONG_MAX);
     this->notify();
     EXPECT_TRUE(waiting.wasNotified());
 }
 
 TYPED_TEST(EveryMonitor, LaterWaiterDoesNotTakeANotifyMeantForAnEarlierOne)
 {
-    typename TestFixture::Waiting earlier(this->monitor, patience);
+    typename TestFixture::Waiting earlier(this->m_monitor, patience);
     {
-        JTCLockT guard(this->monitor);
-        this->monitor.notify();
-        EXPECT_FALSE(this->monitor.wait(20)); // in the queue before the other can have come out
+        JTCLockT guard(this->m_monitor);
+        this->m_monitor.notify();
+        EXPECT_FALSE(this->m_monitor.wait(20)); // in the queue before the other can have come out
     }
     EXPECT_TRUE(earlier.wasNotified());
 }
 
 TYPED_TEST(EveryMonitor, NotifyEndsTheLongestWaitFirst)
 {
-    std::vector<std::unique_ptr<typename TestFixture::Waiting>> waiting;
-    for (int i = 0; i < 4; ++i)
-        waiting.push_back(std::make_unique<typename TestFixture::Waiting>(this->monitor, patience));
+    std::vector<std::unique_ptr<typename TestFixture::Waiting>> waiting(4);
+    for (auto& next : waiting) {
+        next = std::make_unique<typename TestFixture::Waiting>(this->m_monitor, patience);
+    }
     for (auto& next : waiting) {
         this->notify();
         EXPECT_TRUE(next->wasNotified());
@@ -302,9 +309,9 @@ TYPED_TEST(EveryMonitor, NotifyEndsTheLongestWaitFirst)
 
 TYPED_TEST(EveryMonitor, NotifyPassesOverAWaiterWhoseTimeIsOver)
 {
-    typename TestFixture::Waiting first(this->monitor, patience);
-    typename TestFixture::Waiting middle(this->monitor, 1);
-    typename TestFixture::Waiting last(this->monitor, patience);
+    typename TestFixture::Waiting first(this->m_monitor, patience);
+    typename TestFixture::Waiting middle(this->m_monitor, 1);
+    typename TestFixture::Waiting last(this->m_monitor, patience);
     EXPECT_FALSE(middle.wasNotified());
     this->notify();
     this->notify();
@@ -314,11 +321,11 @@ TYPED_TEST(EveryMonitor, NotifyPassesOverAWaiterWhoseTimeIsOver)
 
 TYPED_TEST(EveryMonitor, NotifyAllEndsEveryWait)
 {
-    typename TestFixture::Waiting first(this->monitor, patience);
-    typename TestFixture::Waiting second(this->monitor, patience);
+    typename TestFixture::Waiting first(this->m_monitor, patience);
+    typename TestFixture::Waiting second(this->m_monitor, patience);
     {
-        JTCLockT guard(this->monitor);
-        this->monitor.notifyAll();
+        JTCLockT guard(this->m_monitor);
+        this->m_monitor.notifyAll();
     }
     EXPECT_TRUE(first.wasNotified());
     EXPECT_TRUE(second.wasNotified());
@@ -330,7 +337,7 @@ TYPED_TEST(EveryMonitor, EveryNotifyEndsExactlyOneWait)
 {
     const unsigned seed = std::random_device()();
     std::cout << "seed " << seed << '\n';
-    TypeParam& monitor = this->monitor;
+    TypeParam& monitor = this->m_monitor;
     constexpr int waiters = 8;
     int waiting = 0;
     int sent = 0;
@@ -338,7 +345,7 @@ TYPED_TEST(EveryMonitor, EveryNotifyEndsExactlyOneWait)
     int timedOut = 0;
     std::atomic<int> active{waiters};
     std::vector<std::jthread> threads;
-    for (unsigned i = 0; i < waiters; ++i)
+    for (unsigned i = 0; i < waiters; ++i) {
         threads.emplace_back([&, i] {
             std::mt19937 random(seed + i);
             for (int round = 0; round < 300; ++round) {
@@ -356,7 +363,8 @@ TYPED_TEST(EveryMonitor, EveryNotifyEndsExactlyOneWait)
             }
             --active;
         });
-    for (unsigned i = 0; i < 3; ++i)
+    }
+    for (unsigned i = 0; i < 3; ++i) {
         threads.emplace_back([&, i] {
             std::mt19937 random(seed - i - 1);
             while (active > 0) {
@@ -370,6 +378,7 @@ TYPED_TEST(EveryMonitor, EveryNotifyEndsExactlyOneWait)
                 std::this_thread::yield();
             }
         });
+    }
     threads.clear();
     EXPECT_EQ(sent, received);
     EXPECT_EQ(waiting, 0);
@@ -379,16 +388,24 @@ TYPED_TEST(EveryMonitor, EveryNotifyEndsExactlyOneWait)
 TEST(Monitor, WaitGivesBackAllLevelsAndTakesTheSameAgain)
 {
     JTCMonitor monitor;
-    for (int i = 0; i < 3; ++i)
-        monitor.lock();
-    std::jthread other([&] {
-        JTCLockT guard(monitor); // gets in only while the wait has given all levels back
-        monitor.notify();
-    });
-    monitor.wait();
-    for (int i = 0; i < 3; ++i)
-        EXPECT_NO_THROW(monitor.unlock());
-    EXPECT_THROW(monitor.unlock(), JTCIllegalMonitorState);
+    const auto ended = [&] { EXPECT_TRUE(monitor.wait(patience)); };
+    const auto either = [&] { monitor.wait(1); };
+    const std::array<std::pair<const char*, Task>, 3> waits = {
+        {{"wait()", [&] { monitor.wait(); }}, {"wait(long)", ended}, {"a short wait(long)", either}}};
+    for (const auto& [name, wait] : waits) {
+        for (int i = 0; i < 3; ++i) {
+            monitor.lock();
+        }
+        std::jthread other([&] {
+            JTCLockT guard(monitor); // gets in only while the wait has given all levels back
+            monitor.notify();
+        });
+        wait();
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NO_THROW(monitor.unlock()) << name;
+        }
+        EXPECT_THROW(monitor.unlock(), JTCIllegalMonitorState) << name;
+    }
 }
 
 TEST(Monitor, SingleWaitWithoutALoopIsEnoughForAHandOver)
@@ -399,8 +416,9 @@ TEST(Monitor, SingleWaitWithoutALoopIsEnoughForAHandOver)
     const auto play = [&](int mine) {
         JTCLockT guard(monitor);
         for (int round = 0; round < rounds; ++round) {
-            if (turn != mine)
+            if (turn != mine) {
                 monitor.wait();
+            }
             ASSERT_EQ(turn, mine);
             turn = 1 - mine;
             monitor.notify();
@@ -473,11 +491,14 @@ TEST(Handle, CountsRightWhenManyThreadsCopy)
     {
         const JTCHandleT<Node> shared(new Node(living));
         std::vector<std::jthread> threads;
-        for (int i = 0; i < 4; ++i)
+        threads.reserve(4);
+        for (int i = 0; i < 4; ++i) {
             threads.emplace_back([mine = shared] {
-                for (int round = 0; round < 10000; ++round)
-                    JTCHandleT<Node> copy = mine;
+                for (int round = 0; round < 10000; ++round) {
+                    JTCHandleT<Node>(mine)->refCount();
+                }
             });
+        }
     }
     EXPECT_EQ(living, 0);
 }
@@ -519,11 +540,13 @@ TEST_F(Threads, ManyThreadsMayJoinOne)
         written = 7;
     });
     std::vector<std::jthread> joiners;
-    for (int i = 0; i < 4; ++i)
+    joiners.reserve(4);
+    for (int i = 0; i < 4; ++i) {
         joiners.emplace_back([&written, thread] {
             thread->join();
             EXPECT_EQ(written, 7);
         });
+    }
     go.count_down();
 }
 
@@ -539,9 +562,8 @@ TEST_F(Threads, AfterJoinTheCallerHoldsTheLastReference)
 TEST_F(Threads, JoinOnItselfThrowsInPlaceOfHanging)
 {
     std::string message;
-    Handle thread = startThread([&] {
-        message = messageOf<JTCIllegalThreadState>([] { JTCThread::currentThread()->join(); });
-    });
+    Handle thread = startThread(
+        [&] { message = messageOf<JTCIllegalThreadState>([] { JTCThread::currentThread()->join(); }); });
     thread->join();
     EXPECT_EQ(message, "join: thread \"worker\" can't wait for itself");
 }
@@ -549,7 +571,6 @@ TEST_F(Threads, JoinOnItselfThrowsInPlaceOfHanging)
 TEST_F(Threads, LibraryKeepsAThreadAliveUntilRunHasEnded)
 {
     std::latch go(1);
-    std::latch destroyed(1);
     std::thread::id runner;
     std::thread::id destroyer;
     JTCThread* seenInDestructor = nullptr;
@@ -562,12 +583,11 @@ TEST_F(Threads, LibraryKeepsAThreadAliveUntilRunHasEnded)
         [&] {
             destroyer = std::this_thread::get_id();
             seenInDestructor = JTCThread::currentThread();
-            destroyed.count_down();
         });
     thread->start();
     thread = nullptr;
     go.count_down();
-    destroyed.wait();
+    JTCInitialize::getTermGroup()->waitForAll();
     EXPECT_EQ(runner, destroyer);
     EXPECT_EQ(seenInDestructor, nullptr);
 }
@@ -576,19 +596,19 @@ TEST_F(Threads, DestructorOnTheOwnThreadMayJoin)
 {
     struct SelfJoining : JTCThread
     {
-        explicit SelfJoining(std::latch& latch) : JTCThread(JTCInitialize::getTermGroup(), "self"), done(latch)
-        {
-        }
+        explicit SelfJoining(bool& itsEnd) : JTCThread(JTCInitialize::getTermGroup(), "self"), ended(itsEnd)
+        {}
         ~SelfJoining() override
         {
             join();
-            done.count_down();
+            ended = true;
         }
-        std::latch& done;
+        bool& ended;
     };
-    std::latch done(1);
-    JTCHandleT<SelfJoining>(new SelfJoining(done))->start();
-    done.wait();
+    bool ended = false;
+    JTCHandleT<SelfJoining>(new SelfJoining(ended))->start();
+    JTCInitialize::getTermGroup()->waitForAll();
+    EXPECT_TRUE(ended);
 }
 
 TEST_F(Threads, OneThatWasNeverStartedGoesWithItsHandle)
@@ -650,7 +670,8 @@ TEST_F(Threads, ExceptionThatLeavesRunEndsThatThreadOnlyAndIsKeptAndTold)
     Handle unknown = startThread([] { throw 5; });
     unknown->join();
     const std::string told = testing::internal::GetCapturedStderr();
-    EXPECT_NE(told.find("thread \"worker\" was ended by an exception: no more ink"), std::string::npos) << told;
+    EXPECT_NE(told.find("thread \"worker\" was ended by an exception: no more ink"), std::string::npos)
+        << told;
     EXPECT_NE(told.find("unknown exception"), std::string::npos) << told;
     EXPECT_THROW(std::rethrow_exception(known->uncaughtException()), std::runtime_error);
     EXPECT_THROW(std::rethrow_exception(unknown->uncaughtException()), int);
@@ -690,7 +711,8 @@ TEST_F(Threads, OnlyOneOfManyStartsSucceeds)
         Handle thread = makeThread([&] { ++runs; });
         {
             std::vector<std::jthread> starters;
-            for (int i = 0; i < 3; ++i)
+            starters.reserve(3);
+            for (int i = 0; i < 3; ++i) {
                 starters.emplace_back([&] {
                     try {
                         thread->start();
@@ -698,6 +720,7 @@ TEST_F(Threads, OnlyOneOfManyStartsSucceeds)
                         ++refused;
                     }
                 });
+            }
         }
         thread->join();
         ASSERT_EQ(runs, 1);
@@ -713,8 +736,9 @@ TEST_F(Threads, GroupWaitsForItsOwnThreadsOnly)
     std::latch go(1);
     std::latch otherGo(1);
     Handle other = startThread([&] { otherGo.wait(); });
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         Handle(new FunctionThread(group, "member", [&] { go.wait(); }))->start();
+    }
     EXPECT_EQ(group->activeCount(), 3U);
     EXPECT_FALSE(group->waitForAll(5));
     go.count_down();
@@ -723,6 +747,7 @@ TEST_F(Threads, GroupWaitsForItsOwnThreadsOnly)
     EXPECT_EQ(group->refCount(), 1U);
     EXPECT_TRUE(other->isAlive());
     otherGo.count_down();
+    other->join();
 }
 
 TEST_F(Threads, MemberThatWaitsForItsGroupDoesNotWaitForItself)
@@ -745,8 +770,9 @@ TEST_F(Threads, LastHandleOfAGroupMayGoOnAnyThread)
 {
     for (int round = 0; round < 100; ++round) {
         JTCHandleT<JTCThreadGroup> group(new JTCThreadGroup("short"));
-        for (int i = 0; i < 2; ++i)
+        for (int i = 0; i < 2; ++i) {
             Handle(new FunctionThread(group, "member", [] {}))->start();
+        }
         group = nullptr;
     }
 }
@@ -770,21 +796,21 @@ TEST(Initialize, OnlyTheFirstAndTheLastCount)
     }
     EXPECT_THROW(JTCInitialize::getTermGroup(), JTCNotInitialized);
     JTCHandleT<JTCThreadGroup> none;
-    EXPECT_THROW(JTCThread(none, "too late").isAlive(), JTCNotInitialized);
+    EXPECT_THROW(Handle(new FunctionThread(none, "too late", [] {})), JTCNotInitialized);
 }
 
 TEST(Initialize, EndWaitsForThreadsAndThoseThatTheyStart)
 {
     std::atomic<int> ended{0};
+    std::function<void(int)> spawn = [&](int depth) {
+        if (depth > 0) {
+            const JTCHandleT<JTCThreadGroup> group = JTCThread::currentThread()->getGroup();
+            Handle(new FunctionThread(group, "child", [&spawn, depth] { spawn(depth - 1); }))->start();
+        }
+        ++ended;
+    };
     {
         const JTCInitialize library;
-        std::function<void(int)> spawn = [&](int depth) {
-            if (depth > 0) {
-                const JTCHandleT<JTCThreadGroup> group = JTCThread::currentThread()->getGroup();
-                Handle(new FunctionThread(group, "child", [&spawn, depth] { spawn(depth - 1); }))->start();
-            }
-            ++ended;
-        };
         startThread([&] { spawn(20); });
     }
     EXPECT_EQ(ended, 21);
@@ -895,18 +921,19 @@ TEST_F(Threads, IdentityEndsWithTheThreadWhenTheAdoptionOutlivesIt)
     EXPECT_EQ(identity->refCount(), 1U);
 }
 
-TEST_F(Threads, AdoptionWhileTheThreadIsEndingIsHarmless)
+TEST_F(Threads, AdoptionWorksWhileTheThreadIsEnding)
 {
     struct Late
     {
         ~Late()
         {
-            const JTCAdoptCurrentThread adoption;
             EXPECT_EQ(JTCThread::currentThread(), nullptr);
+            const JTCAdoptCurrentThread adoption;
+            EXPECT_NE(JTCThread::currentThread(), nullptr);
         }
     };
     onOtherThread([] {
-        thread_local Late late; // made before the library's own, so it goes after it
+        thread_local Late late;
         (void)&late;
         const JTCAdoptCurrentThread adoption;
     });

@@ -21,24 +21,25 @@ namespace Etc10012
 ///
 /// Adopting a thread of this library changes nothing. Adoptions of one thread may nest: the object stays
 /// until the last of them ends, whatever the order. An adoption may be destroyed on another thread or outlive
-/// its own; the identity ends at the latest with the thread, when the objects of the thread's own storage go.
-/// An adoption made later than that does nothing.
+/// its own; the identity ends at the latest with the thread.
 ///
 /// The object has the name that the system knows for the thread, belongs to the group of `JTCInitialize` and
 /// is not waited for there. `join` on it waits for the end of the adoption.
 class ETC_EXPORT JTCAdoptCurrentThread
 {
 public:
-    /// Throws `JTCNotInitialized` when the thread is foreign and no `JTCInitialize` is alive.
+    /// Throws `JTCNotInitialized` when the thread is foreign and no `JTCInitialize` is alive,
+    /// and `JTCSystemFailure` when there is no room for the identity.
     JTCAdoptCurrentThread();
     ~JTCAdoptCurrentThread();
     JTCAdoptCurrentThread(const JTCAdoptCurrentThread&) = delete;
     JTCAdoptCurrentThread& operator=(const JTCAdoptCurrentThread&) = delete;
 
 private:
-    struct Holder;
+    struct Hold;
 
     static JTCHandleT<JTCThread> adoptAfresh();
+    static void dropEndedIdentity() noexcept;
 
     JTCHandleT<JTCThread> m_thread;
 };

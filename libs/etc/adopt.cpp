@@ -1,57 +1,30 @@
 #include "etc/adopt.h"
 
+#include "etc/exception.h"
+#include "etc/identity.h"
 #include "etc/initialize.h"
 #include "etc/threadrecord.h"
 #include "platform/thread.h"
 
+#include <cerrno>
+#include <memory>
+
 namespace Etc10012
 {
 
-namespace
+// The adopted thread's own hold on its object. It keeps `currentThread()` safe when another thread ends the
+// adoption, and ends the identity with the thread at the latest. It belongs to the thread's slot.
+struct JTCAdoptCurrentThread::Hold : Identity
 {
+    explicit Hold(const JTCHandleT<JTCThread>& adopted) : Identity(*adopted), object(adopted) {}
 
-// A plain value, so that it can still be asked when the holder itself is gone.
-thread_local bool holderGone = false;
-
-} // namespace
-
-// The adopted thread's own hold on its object, in the thread's storage. It keeps `currentThread()` safe when
-// another thread ends the adoption, and ends the identity with the thread at the latest.
-struct JTCAdoptCurrentThread::Holder
-{
-    Holder() noexcept = default;
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-
-    ~Holder()
+    void threadEnds() noexcept override
     {
-        drop();
-        holderGone = true;
+        object->m_record->advance(JTCThread::Record::Phase::released);
+        delete this;
     }
 
-    void hold(const JTCHandleT<JTCThread>& newcomer) noexcept
-    {
-        drop();
-        setCurrentThread(newcomer.get());
-        thread = newcomer;
-    }
-
-    void drop() noexcept
-    {
-        if (!thread)
-            return;
-        setCurrentThread(nullptr);
-        thread->m_record->advance(JTCThread::Record::Phase::released);
-        thread = nullptr;
-    }
-
-    static Holder& ofThisThread()
-    {
-        thread_local Holder holder;
-        return holder;
-    }
-
-    JTCHandleT<JTCThread> thread;
+    const JTCHandleT<JTCThread> object;
 };
 
 void JTCThread::Record::adopt()
@@ -66,8 +39,9 @@ void JTCThread::Record::adopt()
 bool JTCThread::Record::adoptAgain() noexcept
 {
     const std::lock_guard lock(mutex);
-    if (phase != Phase::running)
+    if (phase != Phase::running) {
         return false;
+    }
     ++adoptions;
     return true;
 }
@@ -75,42 +49,51 @@ bool JTCThread::Record::adoptAgain() noexcept
 void JTCThread::Record::endAdoption() noexcept
 {
     const std::lock_guard lock(mutex);
-    if (--adoptions > 0)
+    if (--adoptions > 0) {
         return;
+    }
     phase = Phase::released;
     changed.notify_all();
 }
 
 JTCHandleT<JTCThread> JTCAdoptCurrentThread::adoptAfresh()
 {
+    dropEndedIdentity();
     const std::string name = MorvexA106::Platform::nameOfThisThread();
     JTCHandleT<JTCThread> thread(new JTCThread(JTCInitialize::getTermGroup(), name.c_str()));
+    auto hold = std::make_unique<Hold>(thread);
+    if (!Identity::setCurrent(hold.get())) {
+        throw JTCSystemFailure("JTCAdoptCurrentThread: no room for the thread's identity", ENOMEM);
+    }
+    (void)hold.release(); // the slot's now
     thread->m_record->adopt();
-    Holder::ofThisThread().hold(thread);
     return thread;
+}
+
+/// Empties the slot of the calling thread of an adoption that is over.
+void JTCAdoptCurrentThread::dropEndedIdentity() noexcept
+{
+    Identity* const identity = Identity::current();
+    if (identity && !identity->thread().isAlive() && Identity::setCurrent(nullptr)) {
+        identity->threadEnds();
+    }
 }
 
 JTCAdoptCurrentThread::JTCAdoptCurrentThread()
 {
     JTCThread* const known = JTCThread::currentThread();
-    if (known && !known->m_record->adopted)
+    if (known && !known->m_record->adopted) {
         return;
-    if (known && known->m_record->adoptAgain())
-        m_thread = known;
-    else if (!holderGone)
-        m_thread = adoptAfresh();
+    }
+    m_thread = known && known->m_record->adoptAgain() ? known : adoptAfresh();
 }
 
 JTCAdoptCurrentThread::~JTCAdoptCurrentThread()
 {
-    if (!m_thread)
-        return;
-    m_thread->m_record->endAdoption();
-    if (holderGone)
-        return;
-    Holder& own = Holder::ofThisThread();
-    if (own.thread == m_thread && !m_thread->isAlive())
-        own.drop();
+    if (m_thread) {
+        m_thread->m_record->endAdoption();
+        dropEndedIdentity();
+    }
 }
 
 } // namespace Etc10012

@@ -1,6 +1,7 @@
 #include "etc/thread.h"
 
 #include "etc/exception.h"
+#include "etc/identity.h"
 #include "etc/initialize.h"
 #include "etc/membership.h"
 #include "etc/threadrecord.h"
@@ -20,21 +21,32 @@ namespace
 
 namespace Platform = MorvexA106::Platform;
 
-thread_local JTCThread* current = nullptr;
+Platform::ThreadSlot& slot() noexcept
+{
+    static Platform::ThreadSlot only;
+    return only;
+}
 
-std::thread startSystemThread(ThreadEntry entry, JTCThread* thread) { return std::thread(entry, thread); }
+std::thread startSystemThread(ThreadEntry entry, JTCThread* thread)
+{
+    return std::thread(entry, thread);
+}
 
 std::atomic<ThreadStarter> threadStarter{&startSystemThread};
 
 std::string nameOrNumber(const char* name)
 {
     static std::atomic<unsigned> unnamed{0};
-    if (name && *name)
+    if (name && *name) {
         return name;
+    }
     return "thread-" + std::to_string(++unnamed);
 }
 
-std::string quoted(const std::string& name) { return "\"" + name + "\""; }
+std::string quoted(const std::string& name)
+{
+    return "\"" + name + "\"";
+}
 
 std::string textOf(const std::exception_ptr& problem)
 {
@@ -60,12 +72,20 @@ ThreadStarter exchangeThreadStarter(ThreadStarter starter) noexcept
     return threadStarter.exchange(starter);
 }
 
-void setCurrentThread(JTCThread* thread) noexcept { current = thread; }
+Identity* Identity::current() noexcept
+{
+    return static_cast<Identity*>(slot().get());
+}
+
+bool Identity::setCurrent(Identity* identity) noexcept
+{
+    return slot().set(identity);
+}
 
 JTCThread::Record::Record(const JTCHandleT<JTCThreadGroup>& itsGroup, const char* itsName)
-    : name(nameOrNumber(itsName)), group(itsGroup ? itsGroup : JTCInitialize::getTermGroup())
-{
-}
+    : name(nameOrNumber(itsName)),
+      group(itsGroup ? itsGroup : JTCInitialize::getTermGroup())
+{}
 
 void JTCThread::Record::advance(Phase next) noexcept
 {
@@ -77,16 +97,19 @@ void JTCThread::Record::advance(Phase next) noexcept
 bool JTCThread::Record::awaitEnd(const std::optional<Clock::time_point>& deadline)
 {
     std::unique_lock lock(mutex);
-    if (phase == Phase::fresh)
+    if (phase == Phase::fresh) {
         return true;
+    }
     if (id == std::this_thread::get_id()) {
-        if (phase == Phase::running)
+        if (phase == Phase::running) {
             throw JTCIllegalThreadState("join: thread " + quoted(name) + " can't wait for itself");
+        }
         return true; // in the destructor of its own object
     }
     const auto released = [this] { return phase == Phase::released; };
-    if (deadline)
+    if (deadline) {
         return waitUntil(changed, lock, *deadline, released);
+    }
     changed.wait(lock, released);
     return true;
 }
@@ -99,8 +122,7 @@ std::thread JTCThread::Record::takeSystemThread() noexcept
 
 JTCThread::JTCThread(JTCHandleT<JTCThreadGroup>& group, const char* name)
     : m_record(std::make_shared<Record>(group, name))
-{
-}
+{}
 
 JTCThread::JTCThread(JTCHandleT<JTCThreadGroup>&& group, const char* name) : JTCThread(group, name) {}
 
@@ -113,8 +135,9 @@ void JTCThread::start()
     // The object may be gone, with all that it has, as soon as the new thread runs.
     const std::shared_ptr<Record> record = m_record;
     const std::lock_guard lock(record->mutex);
-    if (record->phase != Record::Phase::fresh)
+    if (record->phase != Record::Phase::fresh) {
         throw JTCIllegalThreadState("start: thread " + quoted(record->name) + " was started before");
+    }
     record->group->enter();
     addRef();
     record->phase = Record::Phase::running; // before the thread is there, as it may look at itself at once
@@ -144,9 +167,10 @@ void JTCThread::entry(JTCThread* thread) noexcept
     {
         const Membership member(*group);
         Platform::nameThisThread(record->name);
-        setCurrentThread(thread);
+        Identity self(*thread);
+        Identity::setCurrent(&self);
         thread->runAndKeepException();
-        setCurrentThread(nullptr);
+        Identity::setCurrent(nullptr);
         record->advance(Record::Phase::ended);
         thread->release();
         record->advance(Record::Phase::released);
@@ -178,7 +202,10 @@ bool JTCThread::join(long milliseconds)
     return record->awaitEnd(deadlineAfter(milliseconds));
 }
 
-bool JTCThread::isAlive() const noexcept { return m_record->phase == Record::Phase::running; }
+bool JTCThread::isAlive() const noexcept
+{
+    return m_record->phase == Record::Phase::running;
+}
 
 std::exception_ptr JTCThread::uncaughtException() const
 {
@@ -186,13 +213,20 @@ std::exception_ptr JTCThread::uncaughtException() const
     return m_record->uncaught;
 }
 
-const std::string& JTCThread::getName() const noexcept { return m_record->name; }
+const std::string& JTCThread::getName() const noexcept
+{
+    return m_record->name;
+}
 
-JTCHandleT<JTCThreadGroup> JTCThread::getGroup() const noexcept { return m_record->group; }
+JTCHandleT<JTCThreadGroup> JTCThread::getGroup() const noexcept
+{
+    return m_record->group;
+}
 
 JTCThread* JTCThread::currentThread() noexcept
 {
-    return current && current->isAlive() ? current : nullptr;
+    const Identity* const identity = Identity::current();
+    return identity && identity->thread().isAlive() ? &identity->thread() : nullptr;
 }
 
 } // namespace Etc10012

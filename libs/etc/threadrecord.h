@@ -17,7 +17,8 @@ namespace Etc10012
 /// taken, when the thread's object may be gone.
 struct JTCThread::Record
 {
-    enum class Phase {
+    enum class Phase
+    {
         fresh,
         running,
         ended,    // `run` is over, the library's reference is not yet released
@@ -52,8 +53,5 @@ struct JTCThread::Record
     bool adopted = false; // constant once the object is published
     std::size_t adoptions = 0;
 };
-
-/// The object of the calling thread, whatever its phase.
-void setCurrentThread(JTCThread* thread) noexcept;
 
 } // namespace Etc10012
