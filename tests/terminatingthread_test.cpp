@@ -28,7 +28,10 @@ constexpr long forever = 3600000; // longer than ctest lets a test program live
 class Sleeper : public TerminatingThread
 {
 public:
-    explicit Sleeper(std::function<void(Sleeper&)> task) : TerminatingThread("sleeper"), m_task(std::move(task)) {}
+    explicit Sleeper(std::function<void(Sleeper&)> task)
+        : TerminatingThread("sleeper"),
+          m_task(std::move(task))
+    {}
     void run() override { m_task(*this); }
 
 private:
@@ -65,8 +68,9 @@ public:
     {
         waits.push_back(milliseconds);
         m_now += m_step;
-        if (fail)
+        if (fail) {
             fail();
+        }
     }
 
     std::vector<long> waits;
@@ -153,8 +157,9 @@ TEST_F(Terminating, NoAwakeIsLostWheneverItComes)
     sleeper->start();
     for (asked = 1; asked <= rounds; ++asked) {
         sleeper->awake();
-        while (slept < asked)
+        while (slept < asked) {
             std::this_thread::yield();
+        }
     }
     sleeper->join();
     EXPECT_EQ(slept, rounds);
@@ -164,12 +169,12 @@ TEST_F(Terminating, StopMeetsTheSleepAtEveryMoment)
 {
     for (int round = 0; round < 200; ++round) {
         const auto sleeper = makeSleeper([](Sleeper& self) {
-            while (self.sleep_with_stop_alarm(forever)) {
-            }
+            while (self.sleep_with_stop_alarm(forever)) {}
         });
         sleeper->start();
-        if (round % 2 == 0)
+        if (round % 2 == 0) {
             sleeper->awake();
+        }
         sleeper->stop();
         sleeper->join();
     }
@@ -180,13 +185,16 @@ TEST_F(Terminating, StopEndsTheSleepOfEveryThreadThatSleepsHere)
     const auto sleeper = makeSleeper();
     std::atomic<int> about{0};
     std::vector<std::jthread> threads;
-    for (int i = 0; i < 3; ++i)
+    threads.reserve(3);
+    for (int i = 0; i < 3; ++i) {
         threads.emplace_back([&] {
             ++about;
             EXPECT_FALSE(sleeper->sleep_with_stop_alarm(forever));
         });
-    while (about < 3)
+    }
+    while (about < 3) {
         std::this_thread::yield();
+    }
     sleeper->stop();
 }
 

@@ -38,16 +38,14 @@ public:
     JTCHandleT(JTCHandleT&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
 
     template <class U>
-        requires std::convertible_to<U*, T*>
-    JTCHandleT(const JTCHandleT<U>& other) noexcept : m_object(other.get())
-    {
-        addRef();
-    }
+    requires std::convertible_to<U*, T*> JTCHandleT(const JTCHandleT<U>& other)
+    noexcept : m_object(other.get()) { addRef(); }
 
     ~JTCHandleT()
     {
-        if (m_object)
+        if (m_object) {
             m_object->release();
+        }
     }
 
     /// The new object is secured before the old one is released: assigning a handle to itself, or one that
@@ -75,14 +73,16 @@ public:
 private:
     void addRef() const noexcept
     {
-        if (m_object)
+        if (m_object) {
             m_object->addRef();
+        }
     }
 
     T* followed() const
     {
-        if (!m_object)
+        if (!m_object) {
             throwNullHandle();
+        }
         return m_object;
     }
 

@@ -32,8 +32,9 @@ public:
     /// Ends the hold before the scope does; a second call does nothing.
     void unlock()
     {
-        if (std::exchange(m_held, false))
+        if (std::exchange(m_held, false)) {
             m_lock.unlock();
+        }
     }
 
 private:

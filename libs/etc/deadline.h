@@ -28,8 +28,9 @@ bool waitUntil(std::condition_variable& changed, std::unique_lock<std::mutex>& l
 {
     while (!done()) {
         const Clock::time_point now = Clock::now();
-        if (now >= deadline)
+        if (now >= deadline) {
             return false;
+        }
         changed.wait_until(lock, std::min(deadline, now + std::chrono::hours(1)));
     }
     return true;

@@ -18,7 +18,6 @@ JTCSystemFailure::JTCSystemFailure(const std::string& text, int number)
     : JTCException(text + " (" + std::to_string(number) + ": " + std::generic_category().message(number) +
                    ")"),
       m_number(number)
-{
-}
+{}
 
 } // namespace Etc10012

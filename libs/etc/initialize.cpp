@@ -32,8 +32,9 @@ JTCInitialize::JTCInitialize()
 {
     Library& shared = library();
     const std::lock_guard lock(shared.mutex);
-    if (shared.users == 0)
+    if (shared.users == 0) {
         shared.group = new JTCThreadGroup("main");
+    }
     ++shared.users;
 }
 
@@ -43,8 +44,9 @@ JTCInitialize::~JTCInitialize()
     JTCHandleT<JTCThreadGroup> group;
     {
         const std::lock_guard lock(shared.mutex);
-        if (--shared.users > 0)
+        if (--shared.users > 0) {
             return;
+        }
         group = std::move(shared.group);
     }
     group->waitForAll();
@@ -54,8 +56,9 @@ JTCHandleT<JTCThreadGroup> JTCInitialize::getTermGroup()
 {
     Library& shared = library();
     const std::lock_guard lock(shared.mutex);
-    if (!shared.group)
+    if (!shared.group) {
         throw JTCNotInitialized("getTermGroup: no JTCInitialize is alive");
+    }
     return shared.group;
 }
 

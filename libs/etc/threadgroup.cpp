@@ -35,28 +35,37 @@ thread_local const JTCThreadGroup* memberOf = nullptr;
 // The last handle of a group can go on the thread that ended last.
 void joinOrLetGo(std::thread thread)
 {
-    if (!thread.joinable())
+    if (!thread.joinable()) {
         return;
-    if (thread.get_id() == std::this_thread::get_id())
+    }
+    if (thread.get_id() == std::this_thread::get_id()) {
         thread.detach();
-    else
+    } else {
         thread.join();
+    }
 }
 
 } // namespace
 
-Membership::Membership(const JTCThreadGroup& group) noexcept { memberOf = &group; }
+Membership::Membership(const JTCThreadGroup& group) noexcept
+{
+    memberOf = &group;
+}
 
-Membership::~Membership() { memberOf = nullptr; }
+Membership::~Membership()
+{
+    memberOf = nullptr;
+}
 
 bool JTCThreadGroup::Roster::await(const std::optional<Clock::time_point>& deadline, std::size_t own)
 {
     std::unique_lock lock(mutex);
     const auto othersEnded = [&] { return active <= own; };
-    if (!deadline)
+    if (!deadline) {
         changed.wait(lock, othersEnded);
-    else if (!waitUntil(changed, lock, *deadline, othersEnded))
+    } else if (!waitUntil(changed, lock, *deadline, othersEnded)) {
         return false;
+    }
     std::thread remaining = std::move(last);
     lock.unlock();
     joinOrLetGo(std::move(remaining));
@@ -65,9 +74,15 @@ bool JTCThreadGroup::Roster::await(const std::optional<Clock::time_point>& deadl
 
 JTCThreadGroup::JTCThreadGroup(const char* name) : m_roster(std::make_unique<Roster>(name)) {}
 
-JTCThreadGroup::~JTCThreadGroup() { joinOrLetGo(std::move(m_roster->last)); }
+JTCThreadGroup::~JTCThreadGroup()
+{
+    joinOrLetGo(std::move(m_roster->last));
+}
 
-const std::string& JTCThreadGroup::getName() const noexcept { return m_roster->name; }
+const std::string& JTCThreadGroup::getName() const noexcept
+{
+    return m_roster->name;
+}
 
 std::size_t JTCThreadGroup::activeCount() const
 {
@@ -75,7 +90,10 @@ std::size_t JTCThreadGroup::activeCount() const
     return m_roster->active;
 }
 
-void JTCThreadGroup::waitForAll() { m_roster->await(std::nullopt, memberOf == this ? 1 : 0); }
+void JTCThreadGroup::waitForAll()
+{
+    m_roster->await(std::nullopt, memberOf == this ? 1 : 0);
+}
 
 bool JTCThreadGroup::waitForAll(long milliseconds)
 {

@@ -48,16 +48,18 @@ bool JTCWaitQueue::wait(std::mutex& held, long milliseconds)
     Waiter self;
     append(self);
     const bool notified = waitUntil(self.wake, lock, deadline, [&self] { return self.notified; });
-    if (!notified)
+    if (!notified) {
         remove(self);
+    }
     return notified;
 }
 
 /// False when nobody waits.
 bool JTCWaitQueue::notifyFirst() noexcept
 {
-    if (!m_first)
+    if (!m_first) {
         return false;
+    }
     Waiter& waiter = *m_first;
     remove(waiter);
     waiter.notified = true;

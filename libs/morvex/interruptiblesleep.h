@@ -12,17 +12,13 @@ namespace MorvexA106
 class SleepWorld
 {
 public:
+    virtual ~SleepWorld() = default;
+
     /// Milliseconds, cut to 32 bits.
     virtual std::uint32_t tick() = 0;
     virtual bool isAlarmed() = 0;
     /// Returns after the time, or earlier when something happened. May throw.
     virtual void wait(long milliseconds) = 0;
-
-protected:
-    SleepWorld() = default;
-    SleepWorld(const SleepWorld&) = default;
-    SleepWorld& operator=(const SleepWorld&) = default;
-    ~SleepWorld() = default;
 };
 
 /// Sleeps until there is an alarm or the time is over. False when a wait failed, which ends the sleep and is

@@ -44,8 +44,9 @@ bool sleepUntilAlarm(SleepWorld& world, long milliseconds)
     const std::uint32_t start = world.tick();
     std::int64_t elapsed = 0;
     while (!world.isAlarmed() && elapsed < milliseconds) {
-        if (!waitOrReport(world, static_cast<long>(milliseconds - elapsed)))
+        if (!waitOrReport(world, static_cast<long>(milliseconds - elapsed))) {
             return false;
+        }
         elapsed = elapsedBetween(start, world.tick(), milliseconds);
     }
     return true;

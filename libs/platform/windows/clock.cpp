@@ -5,6 +5,9 @@
 namespace MorvexA106::Platform
 {
 
-std::uint32_t tickCount() noexcept { return GetTickCount(); }
+std::uint32_t tickCount() noexcept
+{
+    return GetTickCount();
+}
 
 } // namespace MorvexA106::Platform
