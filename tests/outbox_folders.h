@@ -56,10 +56,13 @@ inline std::vector<std::string> shown(const SAnsiString& folder)
     return names;
 }
 
-/// Everything that is a file in the folder or below, by its path in it, sorted.
+/// Everything that is a file in the folder or below, by its path in it, sorted; nothing when there is no folder.
 inline std::vector<std::string> filesBelow(const SAnsiString& folder)
 {
     std::vector<std::string> files;
+    if (!SFileSys::exists(folder)) {
+        return files;
+    }
     for (const SAnsiString& name : namesIn(folder)) {
         const SAnsiString path = in(folder, name);
         if (!SFileSys::isDir(path)) {

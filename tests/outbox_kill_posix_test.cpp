@@ -44,7 +44,7 @@ std::string contentOf(std::uint64_t number)
 SAnsiString nameOf(std::uint64_t number, bool isCommon)
 {
     static const char* const common[] = {"order.xml", "a name with blanks", "Gr\u00FC\u00DFe.txt"};
-    return isCommon ? common[number % 3] : ("n" + std::to_string(number)).c_str();
+    return isCommon ? common[number / 3 % 3] : ("n" + std::to_string(number)).c_str();
 }
 
 /// Keeps dropping files under a hidden name and renames them in, never onto one that waits.
@@ -109,7 +109,7 @@ private:
     {
         for (int count = 0; !m_stop; std::this_thread::sleep_for(std::chrono::milliseconds(1))) {
             for (const std::string& name : shown(m_folders.target)) {
-                if (m_random() % 20 == 0) {
+                if (m_random() % 500 == 0) {
                     const std::string fetched =
                         in(m_folders.basket, std::to_string(++count).c_str()).getString();
                     std::filesystem::rename(in(m_folders.target, name.c_str()).getString(), fetched);
@@ -160,11 +160,9 @@ std::string placeOfDeath(const Folders& folders)
     }
     bool isReady = false;
     bool isPart = false;
-    if (SFileSys::exists(in(folders.target, ".outbox"))) {
-        for (const std::string& file : filesBelow(in(folders.target, ".outbox"))) {
-            isReady = isReady || file.ends_with("/ready");
-            isPart = isPart || file.find("/part/") != std::string::npos;
-        }
+    for (const std::string& file : filesBelow(in(folders.target, ".outbox"))) {
+        isReady = isReady || file.ends_with("/ready");
+        isPart = isPart || file.find("/part/") != std::string::npos;
     }
     if (isDelivering) {
         return isReady ? "delivering" : "placed";
@@ -233,7 +231,13 @@ TEST(OutboxKill, EveryFileArrivesOnceWhateverMomentTheProcessDiesAt)
     EXPECT_EQ(filesBelow(in(folders.target, ".outbox")), std::vector<std::string>{"lock"});
     EXPECT_EQ(readFile(output.c_str()).find("outbox: "), std::string::npos) << readFile(output.c_str());
 
-    std::cout << kills << " kills, " << files << " files; found after a kill:";
+    std::size_t renamed = 0;
+    const std::string told = readFile(output.c_str());
+    for (std::size_t at = told.find(" as "); at != std::string::npos; at = told.find(" as ", at + 1)) {
+        ++renamed;
+    }
+    std::cout << kills << " kills, " << files << " files, " << renamed
+              << " placed beside one of the same name; found after a kill:";
     for (const auto& [place, count] : places) {
         std::cout << " " << place << " " << count;
     }
