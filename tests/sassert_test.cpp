@@ -118,7 +118,7 @@ TEST(TraceParameter, ValuesAsText)
         {5u, "5"},
         {std::numeric_limits<long long>::min(), "-9223372036854775808"},
         {std::numeric_limits<unsigned long long>::max(), "18446744073709551615"},
-        {__int64{-1}, "-1"},
+        {static_cast<__int64>(-1), "-1"},
         {0.1, "0.1"},
         {1e300, "1e+300"},
         {false, "false"},
