@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034 # the lists are its users'
 # Sourced by run-tests, run-sample and .ci/run: finds out which tools are missing and, on Debian, installs them.
 #
 # A need is "package:probe". The package is Debian's name for it. The probe tells whether it is there already, however
@@ -15,6 +16,7 @@ build_needs=(
 
 ci_needs=(
     ca-certificates:/usr/sbin/update-ca-certificates
+    git:git
     ccache:ccache
     clang:clang++
     "libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.tsan*.a"

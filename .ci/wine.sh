@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by wine-run and wine-tests: a Wine of the asked word size with a prefix of its own in each build folder.
 #
 # 64: Debian's package wine64, whose program is not on the PATH.
