@@ -430,7 +430,7 @@ protected:
 
     /// Puts a fresh private buffer of capacity `units` + 32 in place, of length 0; the caller keeps, and
     /// releases, the one that stood there.
-    void allocBuffer(std::size_t units);
+    void allocBuffer(std::uint64_t units);
     void setBuffer(SStringBuffer* buffer) noexcept
     {
         if (buffer != m_buffer) {
@@ -443,11 +443,11 @@ protected:
     void terminateBuffer(std::size_t units) noexcept;
 
     /// Makes the buffer private with room for `units` units, flat growth.
-    void copyOnWrite(std::size_t units);
+    void copyOnWrite(std::uint64_t units);
 
     /// Makes room for `units` more units at the end, doubling growth; length and terminator are set already
     /// and the caller fills the gap that is returned. Null when `units` is 0.
-    T* concatAllocHelper(std::size_t units)
+    T* concatAllocHelper(std::uint64_t units)
     {
         const std::uint32_t length = m_buffer->m_length;
         if (!hasRoomFor(units)) {
@@ -489,15 +489,16 @@ private:
     bool isPrivate() const noexcept { return m_buffer->m_refCount.load(std::memory_order_acquire) == 1; }
 
     /// True when an append of that many units, more than none, can be written where the text ends.
-    bool hasRoomFor(std::size_t units) const noexcept
+    bool hasRoomFor(std::uint64_t units) const noexcept
     {
         return units != 0 && m_buffer->m_length + units < m_buffer->m_capacity && isPrivate();
     }
 
-    T* concatAllocSlow(std::size_t units);
-    static SStringBuffer* makeBuffer(std::size_t capacity);
-    void growBuffer(std::size_t capacity);
-    void replaceBuffer(std::size_t capacity);
+    T* concatAllocSlow(std::uint64_t units);
+    static std::size_t blockBytes(std::uint64_t capacity);
+    static SStringBuffer* makeBuffer(std::uint64_t capacity);
+    void growBuffer(std::uint64_t capacity);
+    void replaceBuffer(std::uint64_t capacity);
     iterator cursorAt(unsigned int index) const noexcept { return iterator(*this) += index; }
     std::size_t offsetOf(const iterator& position) const noexcept;
     bool holds(const T* text) const noexcept;

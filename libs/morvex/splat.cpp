@@ -22,7 +22,9 @@ bool thisSystemMatches(unsigned long family, double oldest, double wanted)
 bool PlatformRules::matches(const Platform::SystemVersion& record, unsigned long family, double oldest,
                             double wanted)
 {
-    const double version = static_cast<double>(record.major) + static_cast<double>(record.minor) * 0.01;
+    // Volatile: the comparison is of doubles, and a 32-bit build may hold the sum in a wider register.
+    const volatile double version =
+        static_cast<double>(record.major) + static_cast<double>(record.minor) * 0.01;
     return record.platform == family && version >= oldest && (wanted == 0.0 || wanted == version);
 }
 

@@ -25,10 +25,10 @@ namespace
 {
 
 /// Slack of an edit that needs room, in units.
-constexpr std::size_t slack = 32;
+constexpr std::uint64_t slack = 32;
 
 /// The largest capacity; all ones marks the shared empty buffer.
-constexpr std::size_t largestCapacity = UINT32_MAX - 1u;
+constexpr std::uint64_t largestCapacity = UINT32_MAX - 1u;
 
 } // namespace
 
@@ -37,12 +37,23 @@ constexpr std::size_t largestCapacity = UINT32_MAX - 1u;
 template <class T, int M>
 constinit const typename SString_t<T, M>::_EmptyBuffer SString_t<T, M>::s_emptyBuffer;
 
+/// The size of a buffer's block; refuses what 32 bits of capacity, or this system's memory, cannot hold. Sizes are
+/// reckoned in 64 bits everywhere, so that nothing wraps before it gets here.
 template <class T, int M>
-typename SString_t<T, M>::SStringBuffer* SString_t<T, M>::makeBuffer(std::size_t capacity)
+std::size_t SString_t<T, M>::blockBytes(std::uint64_t capacity)
+{
+    const std::uint64_t bytes = sizeof(SStringBuffer) + capacity * sizeof(T);
+    if (capacity > largestCapacity || bytes > SIZE_MAX) {
+        throw SBadAlloc();
+    }
+    return static_cast<std::size_t>(bytes);
+}
+
+template <class T, int M>
+typename SString_t<T, M>::SStringBuffer* SString_t<T, M>::makeBuffer(std::uint64_t capacity)
 {
     static_assert(sizeof(SStringBuffer) == 12 && sizeof(SString_t) == sizeof(void*));
-    void* block =
-        capacity <= largestCapacity ? std::malloc(sizeof(SStringBuffer) + capacity * sizeof(T)) : nullptr;
+    void* block = std::malloc(blockBytes(capacity));
     if (block == nullptr) {
         throw SBadAlloc();
     }
@@ -53,12 +64,10 @@ typename SString_t<T, M>::SStringBuffer* SString_t<T, M>::makeBuffer(std::size_t
 
 /// Grows a private buffer; on failure it stays as it is.
 template <class T, int M>
-void SString_t<T, M>::growBuffer(std::size_t capacity)
+void SString_t<T, M>::growBuffer(std::uint64_t capacity)
 {
     // Nobody else may look at a private buffer, so its bytes can be moved.
-    void* block = capacity <= largestCapacity ? std::realloc(static_cast<void*>(m_buffer),
-                                                             sizeof(SStringBuffer) + capacity * sizeof(T))
-                                              : nullptr;
+    void* block = std::realloc(static_cast<void*>(m_buffer), blockBytes(capacity));
     if (block == nullptr) {
         throw SBadAlloc();
     }
@@ -68,7 +77,7 @@ void SString_t<T, M>::growBuffer(std::size_t capacity)
 
 /// Puts a private copy of the text in place, in a buffer of that capacity.
 template <class T, int M>
-void SString_t<T, M>::replaceBuffer(std::size_t capacity)
+void SString_t<T, M>::replaceBuffer(std::uint64_t capacity)
 {
     SStringBuffer* old = m_buffer;
     m_buffer = makeBuffer(capacity);
@@ -78,7 +87,7 @@ void SString_t<T, M>::replaceBuffer(std::size_t capacity)
 }
 
 template <class T, int M>
-void SString_t<T, M>::allocBuffer(std::size_t units)
+void SString_t<T, M>::allocBuffer(std::uint64_t units)
 {
     m_buffer = makeBuffer(units + slack);
 }
@@ -104,13 +113,13 @@ void SString_t<T, M>::terminateBuffer(std::size_t units) noexcept
 }
 
 template <class T, int M>
-void SString_t<T, M>::copyOnWrite(std::size_t units)
+void SString_t<T, M>::copyOnWrite(std::uint64_t units)
 {
     if (IsEmptyBuffer(m_buffer)) {
         allocBuffer(units + 1);
         return;
     }
-    units = std::max<std::size_t>(units, m_buffer->m_length);
+    units = std::max<std::uint64_t>(units, m_buffer->m_length);
     if (!isPrivate()) {
         replaceBuffer(units + 1 + slack);
     } else if (units + 1 > m_buffer->m_capacity) {
@@ -120,17 +129,17 @@ void SString_t<T, M>::copyOnWrite(std::size_t units)
 }
 
 template <class T, int M>
-T* SString_t<T, M>::concatAllocSlow(std::size_t units)
+T* SString_t<T, M>::concatAllocSlow(std::uint64_t units)
 {
     if (units == 0) {
         return nullptr;
     }
-    const std::size_t length = m_buffer->m_length;
-    const std::size_t needed = length + units + 1;
+    const std::uint64_t length = m_buffer->m_length;
+    const std::uint64_t needed = length + units + 1;
     if (needed < units || needed > largestCapacity) {
         throw SBadAlloc();
     }
-    const std::size_t doubled = std::min(2 * length + units + 1, largestCapacity);
+    const std::uint64_t doubled = std::min(2 * length + units + 1, largestCapacity);
     if (m_buffer->m_capacity < needed && isPrivate()) {
         growBuffer(doubled);
     } else if (m_buffer->m_capacity < needed) {
@@ -138,7 +147,7 @@ T* SString_t<T, M>::concatAllocSlow(std::size_t units)
     } else if (!isPrivate()) {
         replaceBuffer(std::min(needed + slack, largestCapacity));
     }
-    terminateBuffer(length + units);
+    terminateBuffer(static_cast<std::size_t>(length + units));
     return m_buffer->getBuffer() + length;
 }
 
@@ -185,7 +194,7 @@ template <class T, int M>
 SString_t<T, M>::SString_t(const T* text, unsigned int count) : SString_t()
 {
     const std::size_t taken = lengthWithin(text, count);
-    allocBuffer(std::size_t{count} + 1);
+    allocBuffer(std::uint64_t{count} + 1);
     copyUnits(m_buffer->getBuffer(), text, taken);
     std::fill_n(m_buffer->getBuffer() + taken, count - taken, T{0});
     terminateBuffer(count);
@@ -255,7 +264,7 @@ unsigned int SString_t<T, M>::getCharIndex(const iterator& position) const
 template <class T, int M>
 void SString_t<T, M>::setBufferSize(unsigned int units)
 {
-    copyOnWrite(std::size_t{units} + 1);
+    copyOnWrite(std::uint64_t{units} + 1);
 }
 
 // --- editing
@@ -266,13 +275,13 @@ template <class T, int M>
 void SString_t<T, M>::openGap(std::size_t offset, std::size_t oldUnits, std::size_t newUnits)
 {
     const std::size_t length = m_buffer->m_length;
-    const std::size_t newLength = length + newUnits - oldUnits;
+    const std::uint64_t newLength = std::uint64_t{length} + newUnits - oldUnits;
     copyOnWrite(newLength);
     T* gap = m_buffer->getBuffer() + offset;
     if (oldUnits != newUnits) {
         copyUnits(gap + newUnits, gap + oldUnits, length - offset - oldUnits);
     }
-    terminateBuffer(newLength);
+    terminateBuffer(static_cast<std::size_t>(newLength));
 }
 
 template <class T, int M>
