@@ -1,0 +1,43 @@
+#pragma once
+
+/// @file
+/// One character at a time: the implementation that needs nothing of the processor, the tail of the others, and
+/// what they are checked against.
+
+#include "morvex/utfkernels.h"
+
+#include <cstdint>
+
+namespace MorvexA106::UtfKernels
+{
+
+extern const Kernels scalarKernels;
+
+inline bool isHighSurrogate(std::uint32_t unit) noexcept
+{
+    return (unit & 0xFFFFFC00u) == 0xD800;
+}
+
+inline bool isLowSurrogate(std::uint32_t unit) noexcept
+{
+    return (unit & 0xFFFFFC00u) == 0xDC00;
+}
+
+inline bool isSurrogate(std::uint32_t unit) noexcept
+{
+    return (unit & 0xFFFFF800u) == 0xD800;
+}
+
+inline std::uint32_t joinSurrogates(std::uint32_t high, std::uint32_t low) noexcept
+{
+    return 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00);
+}
+
+/// The character must be above U+FFFF.
+inline void writePair(std::uint32_t character, Unit* target) noexcept
+{
+    target[0] = static_cast<Unit>(0xD800 + ((character - 0x10000) >> 10));
+    target[1] = static_cast<Unit>(0xDC00 + (character & 0x3FF));
+}
+
+} // namespace MorvexA106::UtfKernels
