@@ -1,6 +1,7 @@
 # The one list of public headers: they are installed from here, and each is compiled alone by the tests.
 
 set(MORVEX_PUBLIC_HEADERS
+  morvex/codesetconverter.h
   morvex/export.h
   morvex/morvex.h
   morvex/paramlineargs.h
@@ -24,6 +25,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sstring.h
   morvex/sstringhelper.h
   morvex/sstringimpl.h
+  morvex/sstringkeys.h
   morvex/terminatingthread.h
   morvex/types.h
 )

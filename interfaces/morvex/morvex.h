@@ -3,6 +3,7 @@
 /// @file
 /// Includes every public header of the library.
 
+#include "morvex/codesetconverter.h"
 #include "morvex/paramlineargs.h"
 #include "morvex/refcount.h"
 #include "morvex/sassert.h"
@@ -23,4 +24,5 @@
 #include "morvex/ssfilesearch.h"
 #include "morvex/sstring.h"
 #include "morvex/sstringhelper.h"
+#include "morvex/sstringkeys.h"
 #include "morvex/types.h"

@@ -34,7 +34,13 @@ public:
     SAnsiString() noexcept = default;
     SAnsiString(const Base& text) noexcept : Base(text) {}
     SAnsiString(Base&& text) noexcept : Base(std::move(text)) {}
+
+    /// Bytes of the text in its own form, terminator included.
+    unsigned int getTotalBytes() const { return getNBytesForMBCS(); }
 };
+
+class SWCharString;
+class SQCAString;
 
 class MORVEX_EXPORT SAsciiString : public SString_t<char, 1>
 {
@@ -46,6 +52,23 @@ public:
     SAsciiString() noexcept = default;
     SAsciiString(const Base& text) noexcept : Base(text) {}
     SAsciiString(Base&& text) noexcept : Base(std::move(text)) {}
+
+    /// The text between two cursors.
+    SAsciiString(const iterator& first, const iterator& last) { concat(first, last); }
+
+    /// Empty unless `copy` is true. Then the units are copied without any check, and need not be 7-bit text: of
+    /// 16-bit text the low byte of each unit, of multibyte text the first bytes, as many as it has characters (so
+    /// that text with characters of two bytes is cut).
+    SAsciiString(const SAnsiString& text, bool copy);
+    SAsciiString(const SWCharString& text, bool copy);
+    SAsciiString(const SQCAString& text, bool copy);
+
+    /// Append `count` units without any check, of 16-bit text the low bytes. Null appends nothing.
+    void concatFromAsciiCharacters(const char* text, unsigned int count);
+    void concatFromAsciiCharacters(const unsigned short* text, unsigned int count);
+
+    /// Bytes of the text, terminator included.
+    unsigned int getTotalBytes() const { return getNBytesForAscii(); }
 };
 
 class MORVEX_EXPORT SWCharString : public SString_t<unsigned short, 1>
@@ -58,6 +81,9 @@ public:
     SWCharString() noexcept = default;
     SWCharString(const Base& text) noexcept : Base(text) {}
     SWCharString(Base&& text) noexcept : Base(std::move(text)) {}
+
+    /// Bytes of the text in its own form, terminator included.
+    unsigned int getTotalBytes() const { return getNBytesForWChar(); }
 };
 
 class MORVEX_EXPORT SQCAString : public SString_t<unsigned short, 1>
@@ -70,6 +96,9 @@ public:
     SQCAString() noexcept = default;
     SQCAString(const Base& text) noexcept : Base(text) {}
     SQCAString(Base&& text) noexcept : Base(std::move(text)) {}
+
+    /// Bytes of the text in its own form, terminator included.
+    unsigned int getTotalBytes() const { return getNBytesForQCA(); }
 };
 
 /// Equality, order and `find` go without case; the inherited `compare` stays the locale's collation. A
@@ -116,3 +145,23 @@ public:
 };
 
 } // namespace MorvexA106
+
+/// The standard's hash tables take the strings as keys, by their `==`; the locale must stay while a table lives.
+/// The classes without regard to case have no hash: an ordered map takes them.
+template <class T, int M>
+struct std::hash<MorvexA106::SString_t<T, M>>
+{
+    std::size_t operator()(const MorvexA106::SString_t<T, M>& text) const { return MorvexA106::hashOf(text); }
+};
+template <>
+struct std::hash<MorvexA106::SAnsiString> : std::hash<MorvexA106::SString_t<char, 0>>
+{};
+template <>
+struct std::hash<MorvexA106::SAsciiString> : std::hash<MorvexA106::SString_t<char, 1>>
+{};
+template <>
+struct std::hash<MorvexA106::SWCharString> : std::hash<MorvexA106::SString_t<unsigned short, 1>>
+{};
+template <>
+struct std::hash<MorvexA106::SQCAString> : std::hash<MorvexA106::SString_t<unsigned short, 1>>
+{};

@@ -23,7 +23,10 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <functional>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace MorvexA106
@@ -77,6 +80,24 @@ public:
     /// assertion and gives the zero character.
     SChar_t toLower() const;
     SChar_t toUpper() const;
+
+    /// Write the character in another form and return the units written.
+    ///
+    /// `toMBCSChar` gives the bytes of the character in the locale, 0 for the multibyte zero character and all ones
+    /// when there is no such form. It writes only when they fit into `size` bytes, and then zero fills the whole
+    /// buffer; a null buffer only asks. The others need room for two units and write nothing for null.
+    ///
+    /// | from      | `toAsciiChar`           | `toQCAChar`, `toWideChar`                                 |
+    /// |-----------|-------------------------|-----------------------------------------------------------|
+    /// | multibyte | 1; 0 unless below 0x80  | 1, or 2 for a character above U+FFFF; 0 when it is none   |
+    /// | 7-bit     | 1                       | 1                                                         |
+    /// | 16-bit    | 1; 0 unless below 0x80  | 1                                                         |
+    ///
+    /// A 7-bit unit is written as it is: to 16 bits by sign extension, so that 0xE4 becomes 0xFFE4.
+    unsigned int toMBCSChar(char* buffer, unsigned int size) const noexcept;
+    unsigned int toAsciiChar(char* buffer) const noexcept;
+    unsigned int toQCAChar(unsigned short* buffer) const noexcept;
+    unsigned int toWideChar(unsigned short* buffer) const noexcept { return toQCAChar(buffer); }
 
     static constexpr bool isUnicode() noexcept { return sizeof(T) == 2; }
     static constexpr bool isWideChar() noexcept { return sizeof(T) == 2; }
@@ -172,7 +193,11 @@ class MORVEX_EXPORT SString_t
 public:
     using iterator = SStringIterator_t<T, M>;
     using character = SChar_t<T, M>;
-    using view_type = std::basic_string_view<T>;
+    /// The standard's view on such units.
+    using view_type = std::conditional_t<sizeof(T) == 1, std::string_view, std::u16string_view>;
+
+    /// The unit of the other width.
+    using other_unit = std::conditional_t<sizeof(T) == 1, unsigned short, char>;
 
     /// The header of a buffer; the text follows it.
     struct SStringBuffer
@@ -220,8 +245,10 @@ public:
 
     /// Takes exactly the units of the view.
     template <std::same_as<view_type> View>
-    requires std::same_as<T, char>
-    explicit SString_t(View text) : SString_t() { concatUnits(text.data(), text.size(), text.size()); }
+    explicit SString_t(View text) : SString_t()
+    {
+        concatUnits(static_cast<const T*>(static_cast<const void*>(text.data())), text.size(), text.size());
+    }
 
     ~SString_t() { countDown(m_buffer); }
 
@@ -250,6 +277,9 @@ public:
     /// as it was. Always true.
     bool copyFrom(const T* text);
 
+    /// Converts text of the other unit width, as `fromMBCS` and `fromQCA` do; null empties the string and is true.
+    bool copyFrom(const other_unit* text);
+
     /// The zero character empties the string. Always true.
     bool fromSChar(const character& single);
 
@@ -258,9 +288,15 @@ public:
     const T* getString() const noexcept { return m_buffer->getBuffer(); }
 
     /// The text with its recorded length, zero units included; valid until the string is next changed.
-    view_type view() const noexcept requires std::same_as<T, char>
+    view_type view() const noexcept
     {
-        return view_type(getString(), m_buffer->m_length);
+        using Unit = typename view_type::value_type;
+        const void* text = getString();
+        if constexpr (sizeof(T) != 1) {
+            // The same bits under another name: the compiler must not move a store of units past what reads them.
+            asm volatile("" : "+r"(text) : : "memory");
+        }
+        return view_type(static_cast<const Unit*>(text), m_buffer->m_length);
     }
 
     bool isEmpty() const noexcept { return m_buffer->m_length == 0; }
@@ -384,6 +420,38 @@ public:
     void toUpper();
     void toLower();
 
+    /// The size in bytes that the text takes in another form, its terminator included; all ones where 32 bits
+    /// cannot tell it.
+    ///
+    /// Multibyte text is measured by the current locale, what is no character as one `?`. `getNBytesForAscii` counts
+    /// the units of every form, whether 7 bits can say them or not.
+    unsigned int getNBytesForMBCS() const;
+    unsigned int getNBytesForQCA() const;
+    unsigned int getNBytesForWChar() const;
+    unsigned int getNBytesForAscii() const;
+
+    /// Write the text in another form, with its terminator, into a buffer of the given size in bytes. Return the
+    /// units written, terminator included, or all ones when the buffer is too small (nothing is written past it) or
+    /// null, which is reported as an assertion.
+    ///
+    /// What has no form there becomes `?`. From 7-bit text to 16 bits a byte is sign-extended: 0xE4 becomes 0xFFE4.
+    /// `toAscii` refuses a unit above 127 with an assertion and all ones, and what was written so far stays.
+    unsigned int toMBCS(char* outBuffer, unsigned int nBytesInBuffer) const;
+    unsigned int toQCA(unsigned short* outBuffer, unsigned int nBytesInBuffer) const;
+    unsigned int toWChar(unsigned short* outBuffer, unsigned int nBytesInBuffer) const;
+    unsigned int toAscii(char* outBuffer, unsigned int nBytesInBuffer) const;
+
+    /// Take text in another form. True, or false with the string unchanged: for null, which is reported as an
+    /// assertion (`fromMBCS` of multibyte text takes null as empty instead), and for 7-bit text when a unit is above
+    /// 127, an assertion too.
+    ///
+    /// What has no form here becomes `?`. `fromAscii` takes `count` bytes, zero bytes too, or those before the
+    /// terminator for all ones, and widens each as an unsigned number. The text may be the string's own.
+    bool fromMBCS(const char* inBuffer);
+    bool fromQCA(const unsigned short* inBuffer);
+    bool fromWChar(const unsigned short* inBuffer);
+    bool fromAscii(const char* inBuffer, unsigned int count = UINT32_MAX);
+
     /// Multibyte and 16-bit text: by the locale's collation; 7-bit text: by bytes, -1, 0 or 1.
     ///
     /// POSIX: 0 means identical text, since text that the locale calls equal is put in byte order.
@@ -402,9 +470,14 @@ public:
     /// As `compare`. A null pointer is compared as empty text.
     bool operator==(const SString_t& other) const noexcept
     {
-        return m_buffer == other.m_buffer || compare(other) == 0;
+        // Identical units are equal in every locale; different ones may be, by collation or behind a zero unit.
+        return m_buffer == other.m_buffer ||
+               (m_buffer->m_length == other.m_buffer->m_length && getString()[m_buffer->m_length] == 0 &&
+                std::memcmp(getString(), other.getString(),
+                            (m_buffer->m_length + std::size_t{1}) * sizeof(T)) == 0) ||
+               isEqual(other.getString());
     }
-    bool operator==(const T* other) const noexcept { return compare(other) == 0; }
+    bool operator==(const T* other) const noexcept { return isEqual(other); }
     std::weak_ordering operator<=>(const SString_t& other) const noexcept { return compare(other) <=> 0; }
     std::weak_ordering operator<=>(const T* other) const noexcept { return compare(other) <=> 0; }
 
@@ -505,6 +578,7 @@ private:
     void openGap(std::size_t offset, std::size_t oldUnits, std::size_t newUnits);
     void mapMultibyte(const Multibyte::CaseMapping& mapping);
     static SString_t fromUnits(const T* text, std::size_t count);
+    bool isEqual(const T* other) const noexcept;
 
     static const _EmptyBuffer s_emptyBuffer;
 };
@@ -528,6 +602,10 @@ SStringIterator_t<T, M>& SStringIterator_t<T, M>::operator++() noexcept
     }
     return *this;
 }
+
+/// A number that is the same for all texts that `==` calls equal, for use in hash tables while the locale stays.
+template <class T, int M>
+MORVEX_EXPORT std::size_t hashOf(const SString_t<T, M>& text);
 
 // The library holds everything that stands in no header; the compiler is told so of the one object among it.
 extern template const SString_t<char, 0>::_EmptyBuffer SString_t<char, 0>::s_emptyBuffer;

@@ -2,11 +2,13 @@
 #include "morvex/multibyte.h"
 #include "morvex/sstringimpl.h"
 #include "morvex/textunits.h"
+#include "morvex/utfscalar.h"
 #include "platform/text.h"
 
 #include <algorithm>
 #include <cctype>
 #include <iterator>
+#include <type_traits>
 
 namespace MorvexA106
 {
@@ -131,6 +133,62 @@ SChar_t<T, M> SChar_t<T, M>::toUpper() const
     } else {
         return Platform::toUpperUnit(*m_units);
     }
+}
+
+template <class T, int M>
+unsigned int SChar_t<T, M>::toMBCSChar(char* buffer, unsigned int size) const noexcept
+{
+    char encoded[Multibyte::mappedBytes] = {};
+    int length = 1;
+    if constexpr (M == 0) {
+        length = LocaleText::current().length(m_units);
+        std::copy(std::begin(m_units), std::end(m_units), encoded);
+    } else if constexpr (sizeof(T) == 1) {
+        *encoded = *m_units;
+        length = buffer != nullptr ? 1 : 0;
+    } else {
+        length = LocaleText::current().encode(*m_units, encoded);
+    }
+    const auto count = static_cast<unsigned int>(length);
+    if (buffer != nullptr && length >= 0 && count <= size) {
+        std::fill_n(buffer, size, '\0');
+        std::copy_n(encoded, count, buffer);
+    }
+    return count;
+}
+
+template <class T, int M>
+unsigned int SChar_t<T, M>::toAsciiChar(char* buffer) const noexcept
+{
+    const auto unit = static_cast<std::make_unsigned_t<T>>(*m_units);
+    const bool hasForm = (M == 1 && sizeof(T) == 1) || (unit < 0x80 && getLength() == 1);
+    if (buffer == nullptr || !hasForm) {
+        return 0;
+    }
+    *buffer = static_cast<char>(unit);
+    return 1;
+}
+
+template <class T, int M>
+unsigned int SChar_t<T, M>::toQCAChar(unsigned short* buffer) const noexcept
+{
+    if (buffer == nullptr) {
+        return 0;
+    }
+    if constexpr (M == 0) {
+        WideCode character = 0;
+        if (LocaleText::current().decode(m_units, character) < 0 || character > 0x10FFFF) {
+            return 0;
+        }
+        if (character > 0xFFFF) {
+            UtfKernels::writePair(character, buffer);
+            return 2;
+        }
+        *buffer = static_cast<unsigned short>(character);
+    } else {
+        *buffer = static_cast<unsigned short>(static_cast<std::make_signed_t<T>>(*m_units));
+    }
+    return 1;
 }
 
 template class SChar_t<char, 0>;

@@ -579,7 +579,10 @@ void SString_t<T, M>::mapMultibyte([[maybe_unused]] const Multibyte::CaseMapping
             mappedText.concatUnits(mapped, length, length);
         });
         const std::uint32_t length = m_buffer->m_length;
+        const std::uint32_t mappedLength = mappedText.m_buffer->m_length;
         mappedText.copyOnWrite(length);
+        std::fill(mappedText.m_buffer->getBuffer() + mappedLength,
+                  mappedText.m_buffer->getBuffer() + std::max(mappedLength, length), T{0});
         mappedText.m_buffer->m_length = length;
         std::swap(m_buffer, mappedText.m_buffer);
     }
@@ -629,6 +632,35 @@ int SString_t<T, M>::compare(const T* other) const noexcept
         return Platform::collateWide(getString(), right);
     }
 }
+
+template <class T, int M>
+bool SString_t<T, M>::isEqual(const T* other) const noexcept
+{
+    const T* right = orEmpty(other);
+    if constexpr (M == 0) {
+        return Platform::collatesEqual(getString(), right);
+    } else if constexpr (sizeof(T) == 1) {
+        return compareUnits(getString(), right) == 0;
+    } else {
+        return Platform::collatesEqualWide(getString(), right);
+    }
+}
+
+template <class T, int M>
+std::size_t hashOf(const SString_t<T, M>& text)
+{
+    if constexpr (M == 0) {
+        return Platform::collationHash(text.getString());
+    } else if constexpr (sizeof(T) == 1) {
+        return std::hash<std::string_view>()(text.getString());
+    } else {
+        return Platform::collationHashWide(text.getString());
+    }
+}
+
+template std::size_t hashOf(const SString_t<char, 0>& text);
+template std::size_t hashOf(const SString_t<char, 1>& text);
+template std::size_t hashOf(const SString_t<unsigned short, 1>& text);
 
 template <class T, int M>
 int SString_t<T, M>::compareNoCase(const T* other) const

@@ -29,8 +29,11 @@ public:
     static LocaleText current() noexcept;
 
     /// Every character is one byte.
-    bool isSingleByte() const noexcept { return m_form == Form::singleByte; }
+    bool isSingleByte() const noexcept { return m_form <= Form::singleByte; }
     bool isUtf8() const noexcept { return m_form == Form::utf8; }
+
+    /// Bytes below 0x80 are ASCII, and no other is a character.
+    bool isAscii() const noexcept { return m_form == Form::ascii; }
 
     /// Bytes of the character at `text`, 0 at the terminator, -1 when the bytes are no character.
     int length(const char* text) const noexcept;
@@ -40,6 +43,16 @@ public:
 
     /// Writes the character to `bytes` (room for 16); its length, or -1 when it has no form here.
     int encode(WideCode character, char* bytes) const noexcept;
+
+    /// Converts at one go what is easily converted: from the cursor up to the terminator, to something that is no
+    /// character, or until `room` units are written, moving the cursor on. A character above U+FFFF is a pair and is
+    /// never split. Returns the units written; 0 says nothing of what follows, which is then asked for singly.
+    std::size_t decodeRun(const char*& text, unsigned short* units, std::size_t room) const noexcept;
+
+    /// The same the other way: up to `end`, to a unit without a form here, or until the next character would not
+    /// fit into `room` bytes. Returns the bytes written.
+    std::size_t encodeRun(const unsigned short*& units, const unsigned short* end, char* bytes,
+                          std::size_t room) const noexcept;
 
     /// How far a walk moves: a byte that is no character counts as one, the terminator holds the walk.
     int step(const char* text) const noexcept
@@ -55,6 +68,7 @@ public:
 private:
     enum class Form
     {
+        ascii,
         singleByte,
         utf8,
         other
@@ -77,6 +91,14 @@ bool collationIsByteOrder() noexcept;
 /// POSIX: texts that the locale calls equal though their bytes differ are put in byte order, so that 0 means
 /// identical. Windows: as the C runtime answers.
 int collate(const char* left, const char* right) noexcept;
+
+/// Whether `collate` gives 0.
+bool collatesEqual(const char* left, const char* right) noexcept;
+bool collatesEqualWide(const unsigned short* left, const unsigned short* right);
+
+/// The same number for all texts that collate as equal. Throws std::bad_alloc.
+std::size_t collationHash(const char* text);
+std::size_t collationHashWide(const unsigned short* text);
 
 /// The same without regard to case. Both texts are folded to small letters first where the system has no such
 /// call of its own. Throws std::bad_alloc.

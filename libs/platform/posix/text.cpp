@@ -1,5 +1,6 @@
 #include "platform/text.h"
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
@@ -7,6 +8,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <strings.h>
 
 namespace MorvexA106::Platform
@@ -115,6 +117,28 @@ int decodeByLibrary(const char* text, WideCode& character) noexcept
     return static_cast<int>(length);
 }
 
+/// Characters that are handed to the C library at one go.
+constexpr std::size_t runLength = 128;
+
+/// No locale's character is longer.
+constexpr std::size_t maxEncodedBytes = 16;
+
+bool isUtf16(wchar_t character) noexcept
+{
+    return static_cast<WideCode>(character) <= 0x10FFFF;
+}
+
+/// Writes one or two units and returns where they end.
+unsigned short* putUnits(WideCode character, unsigned short* units) noexcept
+{
+    if (character >= 0x10000) {
+        *units++ = static_cast<unsigned short>(0xD7C0 + (character >> 10));
+        character = 0xDC00 | (character & 0x3FF);
+    }
+    *units++ = static_cast<unsigned short>(character);
+    return units;
+}
+
 /// Folds multibyte text to small letters; what is no character is copied.
 std::string foldBytes(const char* text, LocaleText locale)
 {
@@ -135,11 +159,11 @@ std::string foldBytes(const char* text, LocaleText locale)
     return folded;
 }
 
-/// The character at the cursor, pairs joined; advances the cursor.
-wchar_t nextWide(const unsigned short*& text) noexcept
+/// The character at the cursor, pairs joined; advances the cursor. The end may be unknown where text is terminated.
+wchar_t nextWide(const unsigned short*& text, const unsigned short* end = nullptr) noexcept
 {
     const unsigned short unit = *text++;
-    if (isHighSurrogate(unit) && isLowSurrogate(*text)) {
+    if (isHighSurrogate(unit) && text != end && isLowSurrogate(*text)) {
         const unsigned short low = *text++;
         return static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
     }
@@ -179,11 +203,8 @@ void mapWide(unsigned short* text, Map map) noexcept
     while (*text != 0) {
         const unsigned short* next = text;
         const WideCode mapped = map(static_cast<WideCode>(nextWide(next)));
-        if (next - text == 2 && mapped >= 0x10000) {
-            text[0] = static_cast<unsigned short>(0xD800 + ((mapped - 0x10000) >> 10));
-            text[1] = static_cast<unsigned short>(0xDC00 + ((mapped - 0x10000) & 0x3FF));
-        } else if (next - text == 1 && mapped < 0x10000) {
-            *text = static_cast<unsigned short>(mapped);
+        if ((next - text == 2) == (mapped >= 0x10000)) {
+            putUnits(mapped, text);
         }
         text += next - text;
     }
@@ -193,10 +214,14 @@ void mapWide(unsigned short* text, Map map) noexcept
 
 LocaleText LocaleText::current() noexcept
 {
-    if (MB_CUR_MAX == 1) {
-        return LocaleText(Form::singleByte);
+    const char* codeset = nl_langinfo(CODESET);
+    if (std::strcmp(codeset, "UTF-8") == 0) {
+        return LocaleText(Form::utf8);
     }
-    return LocaleText(std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0 ? Form::utf8 : Form::other);
+    if (std::strcmp(codeset, "ANSI_X3.4-1968") == 0) {
+        return LocaleText(Form::ascii);
+    }
+    return LocaleText(MB_CUR_MAX == 1 ? Form::singleByte : Form::other);
 }
 
 int LocaleText::length(const char* text) const noexcept
@@ -208,7 +233,7 @@ int LocaleText::length(const char* text) const noexcept
 int LocaleText::decode(const char* text, WideCode& character) const noexcept
 {
     const auto byte = static_cast<unsigned char>(*text);
-    if (byte < 0x80 && m_form == Form::utf8) {
+    if (byte < 0x80 && (m_form == Form::utf8 || m_form == Form::ascii)) {
         character = byte;
         return byte != 0 ? 1 : 0;
     }
@@ -223,6 +248,43 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
     std::mbstate_t state{};
     const std::size_t length = std::wcrtomb(bytes, static_cast<wchar_t>(character), &state);
     return length == static_cast<std::size_t>(-1) ? -1 : static_cast<int>(length);
+}
+
+std::size_t LocaleText::decodeRun(const char*& text, unsigned short* units, std::size_t room) const noexcept
+{
+    wchar_t wide[runLength];
+    const char* next = text;
+    std::mbstate_t state{};
+    // Every character may become a pair, and the call must not run ahead of what can be written.
+    const std::size_t count = std::mbsrtowcs(wide, &next, std::min(runLength, room / 2), &state);
+    if (count == static_cast<std::size_t>(-1) || !std::all_of(wide, wide + count, isUtf16)) {
+        return 0;
+    }
+    const unsigned short* begin = units;
+    for (std::size_t i = 0; i < count; ++i) {
+        units = putUnits(static_cast<WideCode>(wide[i]), units);
+    }
+    text = next != nullptr ? next : text + std::strlen(text);
+    return static_cast<std::size_t>(units - begin);
+}
+
+std::size_t LocaleText::encodeRun(const unsigned short*& units, const unsigned short* end, char* bytes,
+                                  std::size_t room) const noexcept
+{
+    wchar_t wide[runLength];
+    std::size_t count = 0;
+    const unsigned short* next = units;
+    while (count < std::min(runLength, room / maxEncodedBytes) && next != end) {
+        wide[count++] = nextWide(next, end);
+    }
+    const wchar_t* source = wide;
+    std::mbstate_t state{};
+    const std::size_t length = wcsnrtombs(bytes, &source, count, room, &state);
+    if (length == static_cast<std::size_t>(-1)) {
+        return 0;
+    }
+    units = next;
+    return length;
 }
 
 WideCode toUpper(WideCode character) noexcept
@@ -250,6 +312,31 @@ int collate(const char* left, const char* right) noexcept
     }
     const int order = std::strcoll(left, right);
     return order != 0 ? order : bytes;
+}
+
+bool collatesEqual(const char* left, const char* right) noexcept
+{
+    return std::strcmp(left, right) == 0;
+}
+
+bool collatesEqualWide(const unsigned short* left, const unsigned short* right)
+{
+    return compareUnits(left, right) == 0;
+}
+
+std::size_t collationHash(const char* text)
+{
+    return std::hash<std::string_view>()(text);
+}
+
+std::size_t collationHashWide(const unsigned short* text)
+{
+    const unsigned short* end = text;
+    while (*end != 0) {
+        ++end;
+    }
+    const auto* bytes = reinterpret_cast<const char*>(text);
+    return std::hash<std::string_view>()({bytes, static_cast<std::size_t>(end - text) * sizeof *text});
 }
 
 int collateNoCase(const char* left, const char* right)

@@ -6,7 +6,9 @@
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
+#include <functional>
 #include <mbstring.h>
+#include <string>
 
 extern "C" __declspec(dllimport) unsigned int __cdecl ___lc_codepage_func(void);
 
@@ -82,6 +84,17 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
     return length > 0 && !replaced && character < 0x10000 ? length : -1;
 }
 
+std::size_t LocaleText::decodeRun(const char*&, unsigned short*, std::size_t) const noexcept
+{
+    return 0; // one character at a time: the system's call for whole texts does not stop at what is none
+}
+
+std::size_t LocaleText::encodeRun(const unsigned short*&, const unsigned short*, char*,
+                                  std::size_t) const noexcept
+{
+    return 0;
+}
+
 WideCode toUpper(WideCode character) noexcept
 {
     return towupper(static_cast<wint_t>(character));
@@ -101,6 +114,30 @@ int collate(const char* left, const char* right) noexcept
 {
     return _mbscoll(reinterpret_cast<const unsigned char*>(left),
                     reinterpret_cast<const unsigned char*>(right));
+}
+
+bool collatesEqual(const char* left, const char* right) noexcept
+{
+    return collate(left, right) == 0;
+}
+
+bool collatesEqualWide(const unsigned short* left, const unsigned short* right)
+{
+    return collateWide(left, right) == 0;
+}
+
+std::size_t collationHash(const char* text)
+{
+    std::string key(std::strxfrm(nullptr, text, 0) + 1, '\0');
+    key.resize(std::strxfrm(key.data(), text, key.size()));
+    return std::hash<std::string>()(key);
+}
+
+std::size_t collationHashWide(const unsigned short* text)
+{
+    std::wstring key(std::wcsxfrm(nullptr, asWide(text), 0) + 1, L'\0');
+    key.resize(std::wcsxfrm(key.data(), asWide(text), key.size()));
+    return std::hash<std::wstring>()(key);
 }
 
 int collateNoCase(const char* left, const char* right)

@@ -1,0 +1,45 @@
+#pragma once
+
+/// @file
+/// A string whose end is written in place, for those who make text of a size that they know beforehand.
+
+#include "morvex/sstringimpl.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace MorvexA106
+{
+
+/// Use it up with `take`. `extend` throws "bad allocation" as every append does.
+template <class T, int M>
+class TextBuilder : private SString_t<T, M>
+{
+    using Base = SString_t<T, M>;
+
+public:
+    TextBuilder() noexcept = default;
+
+    /// Begins with an empty private buffer of capacity `units` + 33.
+    explicit TextBuilder(std::uint64_t units) { Base::allocBuffer(units + 1); }
+
+    /// Appends `units` units of undefined content, to be filled by the caller; null for none. What was returned
+    /// before is no longer valid.
+    T* extend(std::uint64_t units) { return Base::concatAllocHelper(units); }
+
+    /// Units so far.
+    std::size_t length() const noexcept { return Base::m_buffer->m_length; }
+
+    /// Takes back what was extended too far.
+    void cutTo(std::size_t units) noexcept
+    {
+        if (units < length()) {
+            Base::terminateBuffer(units);
+        }
+    }
+
+    Base take() noexcept { return std::move(static_cast<Base&>(*this)); }
+};
+
+} // namespace MorvexA106
