@@ -16,6 +16,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/siconsole.h
   morvex/siiterator.h
   morvex/simap.h
+  morvex/simplebuffer.h
   morvex/siserver.h
   morvex/siservercontroller.h
   morvex/siserverexception.h

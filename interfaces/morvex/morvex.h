@@ -16,6 +16,7 @@
 #include "morvex/siconsole.h"
 #include "morvex/siiterator.h"
 #include "morvex/simap.h"
+#include "morvex/simplebuffer.h"
 #include "morvex/siserver.h"
 #include "morvex/siservercontroller.h"
 #include "morvex/siserverexception.h"
