@@ -1,75 +1,143 @@
 #pragma once
 
 /// @file
-/// Times small operations against their peers: medians over several rounds, all of one row taken in turns so
-/// that a slow moment of the machine meets every one alike.
+/// Times small operations against their peers, and says whether ours is where it should be.
+///
+///     Bench::Row row("find in 64 KB");
+///     row.ours([&] { Bench::keep(text.find(wanted)); });
+///     row.peer("strstr", [&] { Bench::keep(std::strstr(plain, "needle")); });
+///     row.limit("one pass of memchr", [&] { ... });
+///     row.target(1.0, {"strstr"});
+///     row.measure().print();
+///
+/// A figure is the median over several rounds, in which all contenders take turns, so that a slow moment of the
+/// machine meets every one alike. Ratios hold better than figures.
 
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
+#include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 namespace Bench
 {
 
-/// Keeps a value from being optimised away.
+/// Keeps a result from being optimised away, and what the next turn reads from being known from this one.
 template <class T>
 inline void keep(T&& value)
 {
     asm volatile("" : : "g"(&value) : "memory");
 }
 
-/// One contender: repeats its operation as often as it is told.
+/// Keeps a result that fits a register, without a trip through memory.
+template <class T>
+requires std::is_scalar_v<std::remove_cvref_t<T>>
+inline void keep(T&& value)
+{
+    std::remove_cvref_t<T> held = value;
+    asm volatile("" : "+r"(held) : : "memory");
+}
+
 struct Contender
 {
+    /// A limit is the least work that any solution must do; it is no library's.
+    enum class Role
+    {
+        ours,
+        peer,
+        limit
+    };
+
+    Role role;
     std::string name;
     std::function<void(std::size_t repeats)> run;
+    double nanoseconds = 0;
 };
 
-inline double secondsOf(const Contender& contender, std::size_t repeats)
+/// What a row found out.
+struct Verdict
 {
-    const auto begin = std::chrono::steady_clock::now();
-    contender.run(repeats);
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
+    enum class Outcome
+    {
+        met,
+        close, ///< missed by less than two runs of the same program differ
+        missed,
+        unknown ///< ours, or what the target goes by, is not there
+    };
 
-/// Prints the row's medians in nanoseconds; the first contender is ours, and the ratios are ours to each peer.
-inline void row(const std::string& name, const std::vector<Contender>& contenders)
+    std::string row;
+    Outcome outcome;
+    double oursToTarget;
+};
+
+/// One piece of work and everyone who does it.
+class Row
 {
-    constexpr int rounds = 15;
-    constexpr double roundSeconds = 0.01;
-    std::vector<std::size_t> repeats;
-    for (const Contender& each : contenders) {
-        std::size_t count = 1;
-        double seconds = 0;
-        while ((seconds = secondsOf(each, count)) < roundSeconds / 10) {
-            count *= 4;
-        }
-        repeats.push_back(std::max<std::size_t>(
-            1, static_cast<std::size_t>(static_cast<double>(count) * roundSeconds / seconds)));
+public:
+    explicit Row(std::string name) : m_name(std::move(name)) {}
+
+    /// An operation is a lambda, not a function's name: a call through a pointer would be a part of the figure.
+    template <class Operation>
+    void ours(Operation operation)
+    {
+        add(Contender::Role::ours, "ours", operation);
     }
-    std::vector<std::vector<double>> times(contenders.size());
-    for (int round = 0; round < rounds; ++round) {
-        for (std::size_t i = 0; i < contenders.size(); ++i) {
-            times[i].push_back(secondsOf(contenders[i], repeats[i]) / static_cast<double>(repeats[i]) * 1e9);
-        }
+    template <class Operation>
+    void peer(const std::string& name, Operation operation)
+    {
+        add(Contender::Role::peer, name, operation);
     }
-    std::printf("%-34s", name.c_str());
-    double ours = 0;
-    for (std::size_t i = 0; i < contenders.size(); ++i) {
-        std::nth_element(times[i].begin(), times[i].begin() + rounds / 2, times[i].end());
-        const double median = times[i][rounds / 2];
-        if (i == 0) {
-            ours = median;
-            std::printf(" %s %.2f ns", contenders[i].name.c_str(), median);
-        } else {
-            std::printf(" | %s %.2f (x%.2f)", contenders[i].name.c_str(), median, ours / median);
-        }
+    template <class Operation>
+    void limit(const std::string& name, Operation operation)
+    {
+        add(Contender::Role::limit, name, operation);
     }
-    std::printf("\n");
-}
+
+    /// We want at most `factor` times the best of the named contenders; of all peers, where none is named.
+    void target(double factor, std::vector<std::string> names = {});
+    void targetNanoseconds(double nanoseconds) { m_targetNanoseconds = nanoseconds; }
+
+    /// One run of an operation does this many pieces of work, and the figures are for one.
+    void per(std::size_t pieces) { m_pieces = pieces; }
+
+    const std::string& name() const noexcept { return m_name; }
+
+    Row& measure();
+
+    /// Prints a line under the heading, and the other contenders in a second one; returns what came out.
+    Verdict print() const;
+
+private:
+    template <class Operation>
+    void add(Contender::Role role, const std::string& name, Operation operation)
+    {
+        static_assert(std::is_class_v<Operation>);
+        m_contenders.push_back({role, name, [operation](std::size_t repeats) mutable {
+                                    for (; repeats != 0; --repeats) {
+                                        operation();
+                                    }
+                                }});
+    }
+
+    const Contender* bestOf(Contender::Role role) const;
+    const Contender* bestOf(const std::vector<std::string>& names) const;
+    std::optional<double> targetFigure() const;
+    std::string targetText() const;
+    Verdict verdict() const;
+
+    std::string m_name;
+    std::vector<Contender> m_contenders;
+    double m_factor = 0;
+    std::vector<std::string> m_targetNames;
+    std::optional<double> m_targetNanoseconds;
+    std::size_t m_pieces = 1;
+};
+
+void printHeading();
+
+/// Counts the outcomes and names the rows that fell short.
+void printSummary(const std::string& title, const std::vector<Verdict>& verdicts);
 
 } // namespace Bench
