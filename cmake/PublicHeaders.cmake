@@ -24,6 +24,8 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/splat.h
   morvex/ssfilesearch.h
   morvex/sstring.h
+  morvex/sstringconv.h
+  morvex/sstringconvimpl.h
   morvex/sstringhelper.h
   morvex/sstringimpl.h
   morvex/sstringkeys.h

@@ -13,6 +13,7 @@ if(NOT WIN32)
     "tr_TR.UTF-8 tr_TR UTF-8"
     "de_DE.CP1252 de_DE CP1252"
     "de_DE.ISO-8859-1 de_DE ISO-8859-1"
+    "ps_AF.UTF-8 ps_AF UTF-8"
     "zh_CN.GBK zh_CN GBK"
     "zh_TW.BIG5 zh_TW BIG5")
   set(stamps "")

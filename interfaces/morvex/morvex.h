@@ -24,6 +24,7 @@
 #include "morvex/splat.h"
 #include "morvex/ssfilesearch.h"
 #include "morvex/sstring.h"
+#include "morvex/sstringconv.h"
 #include "morvex/sstringhelper.h"
 #include "morvex/sstringkeys.h"
 #include "morvex/types.h"
