@@ -63,6 +63,9 @@ function(morvex_shared_library target output_name)
     set_target_properties(${target} PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
   else()
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    # A library's calls of itself are its own: they need no detour by which others could replace them.
+    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+    target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions)
     if(NOT MORVEX_SANITIZE) # whose runtime is in the programs
       target_link_options(${target} PRIVATE -Wl,--no-undefined)
     endif()

@@ -357,12 +357,11 @@ public:
         return *this;
     }
 
-    void concat(const SString_t& text);
+    void concat(const SString_t& text) { appendUnits(text.getString(), text.m_buffer->m_length); }
     void concat(const T* text)
     {
         if (text != nullptr) {
-            const std::size_t length = std::char_traits<T>::length(text);
-            concatUnits(text, length, length);
+            appendUnits(text, std::char_traits<T>::length(text));
         }
     }
     void concat(const character& single);
@@ -460,7 +459,10 @@ public:
     int compare(const T* other) const noexcept;
 
     /// -1, 0 or 1 on multibyte and 16-bit text; the sign counts on 7-bit text.
-    int compareNoCase(const SString_t& other) const { return compareNoCase(other.getString()); }
+    int compareNoCase(const SString_t& other) const
+    {
+        return compareNoCase(other.getString(), other.m_buffer->m_length);
+    }
     int compareNoCase(const T* other) const;
 
     /// By units as unsigned numbers: -1, 0 or 1, whatever the locale.
@@ -532,6 +534,16 @@ protected:
         return text;
     }
 
+    /// Appends units, which may be a part of this string's text: what is there stays where it is if there is room.
+    void appendUnits(const T* text, std::size_t count)
+    {
+        if (hasRoomFor(count)) {
+            std::memcpy(concatAllocHelper(count), text, count * sizeof(T));
+        } else {
+            concatUnits(text, count, count);
+        }
+    }
+
     /// Appends `taken` units, zero units included, and zero units up to `count`. They may be a part of this
     /// string's text.
     void concatUnits(const T* text, std::size_t taken, std::size_t count);
@@ -579,6 +591,7 @@ private:
     void mapMultibyte(const Multibyte::CaseMapping& mapping);
     static SString_t fromUnits(const T* text, std::size_t count);
     bool isEqual(const T* other) const noexcept;
+    int compareNoCase(const T* other, std::size_t length) const;
 
     static const _EmptyBuffer s_emptyBuffer;
 };

@@ -1,6 +1,8 @@
 #include "morvex/multibyte.h"
 
+#include "morvex/asciifold.h"
 #include "morvex/checks.h"
+#include "morvex/utfkernels.h"
 
 #include <cctype>
 #include <cstring>
@@ -40,17 +42,49 @@ void reportMapping(MapResult result, const CaseMapping& mapping)
     }
 }
 
-unsigned int countCharacters(const char* text) noexcept
+namespace
 {
-    const LocaleText locale = LocaleText::current();
-    if (locale.isSingleByte()) {
-        return static_cast<unsigned int>(std::strlen(text));
+
+unsigned int countWalking(const LocaleText& locale, const char* text) noexcept
+{
+    const std::size_t all = locale.countAll(text);
+    if (all != LocaleText::notAll) {
+        return static_cast<unsigned int>(all);
     }
     unsigned int count = 0;
     for (; *text != 0; ++count) {
         text += locale.step(text);
     }
     return count;
+}
+
+/// Well-formed runs at one go, and what the locale makes of anything else in single steps.
+unsigned int countUtf8(const LocaleText& locale, const char* text) noexcept
+{
+    const auto* at = reinterpret_cast<const unsigned char*>(text);
+    const unsigned char* end = at + std::strlen(text);
+    std::size_t count = 0;
+    while (at != end) {
+        const auto run = UtfKernels::countUtf8(at, end);
+        at = run.stop;
+        count += run.characters;
+        if (at != end) {
+            at += locale.step(reinterpret_cast<const char*>(at));
+            ++count;
+        }
+    }
+    return static_cast<unsigned int>(count);
+}
+
+} // namespace
+
+unsigned int countCharacters(const char* text) noexcept
+{
+    const LocaleText locale = LocaleText::current();
+    if (locale.isSingleByte()) {
+        return static_cast<unsigned int>(std::strlen(text));
+    }
+    return locale.isUtf8() ? countUtf8(locale, text) : countWalking(locale, text);
 }
 
 const char* findText(const char* text, const char* pattern) noexcept
@@ -71,9 +105,24 @@ const char* findText(const char* text, const char* pattern) noexcept
     return hit != nullptr ? hit : text + std::strlen(text);
 }
 
-int compareBytesNoCase(const char* left, const char* right) noexcept
+int compareNoCase(const char* left, const char* right, std::size_t common)
 {
-    for (;; ++left, ++right) {
+    const std::size_t same = AsciiFold::equalPrefix(left, right, common);
+    const char l = left[same];
+    const char r = right[same];
+    if (l == 0 && r == 0) {
+        return 0;
+    }
+    if (AsciiFold::decides(l, r) && Platform::collationIsByteOrder()) {
+        return AsciiFold::folded(l) - AsciiFold::folded(r);
+    }
+    return Platform::collateNoCase(left, right);
+}
+
+int compareBytesNoCase(const char* left, const char* right, std::size_t common) noexcept
+{
+    const std::size_t same = AsciiFold::equalPrefix(left, right, common);
+    for (left += same, right += same;; ++left, ++right) {
         const int l = std::tolower(static_cast<unsigned char>(*left));
         const int r = std::tolower(static_cast<unsigned char>(*right));
         if (l != r || l == 0) {

@@ -45,7 +45,9 @@ unsigned int countCharacters(const char* text) noexcept;
 /// The first place where `pattern` begins at a character of `text`, or the text's terminator.
 const char* findText(const char* text, const char* pattern) noexcept;
 
-/// Byte by byte through the C runtime's small letters.
-int compareBytesNoCase(const char* left, const char* right) noexcept;
+/// Compare without case: by the locale's collation, or byte by byte through the C runtime's small letters. Neither
+/// text may end before `common` units.
+int compareNoCase(const char* left, const char* right, std::size_t common);
+int compareBytesNoCase(const char* left, const char* right, std::size_t common) noexcept;
 
 } // namespace MorvexA106::Multibyte

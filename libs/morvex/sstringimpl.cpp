@@ -389,12 +389,6 @@ void SString_t<T, M>::concatUnits(const T* text, std::size_t taken, std::size_t 
 }
 
 template <class T, int M>
-void SString_t<T, M>::concat(const SString_t& text)
-{
-    concatUnits(text.getString(), text.m_buffer->m_length, text.m_buffer->m_length);
-}
-
-template <class T, int M>
 void SString_t<T, M>::concat(const character& single)
 {
     if constexpr (M == 0) {
@@ -665,13 +659,21 @@ template std::size_t hashOf(const SString_t<unsigned short, 1>& text);
 template <class T, int M>
 int SString_t<T, M>::compareNoCase(const T* other) const
 {
-    const T* right = orEmpty(other);
+    return compareNoCase(orEmpty(other), lengthOf(other));
+}
+
+/// The length is a hint: text ends at its terminator, wherever that is.
+template <class T, int M>
+int SString_t<T, M>::compareNoCase(const T* other, [[maybe_unused]] std::size_t length) const
+{
     if constexpr (M == 0) {
-        return sign(Platform::collateNoCase(getString(), right));
+        return sign(
+            Multibyte::compareNoCase(getString(), other, std::min<std::size_t>(length, m_buffer->m_length)));
     } else if constexpr (sizeof(T) == 1) {
-        return Multibyte::compareBytesNoCase(getString(), right);
+        const std::size_t common = std::min<std::size_t>(length, m_buffer->m_length);
+        return Multibyte::compareBytesNoCase(getString(), other, common);
     } else {
-        return sign(Platform::collateWideNoCase(getString(), right));
+        return sign(Platform::collateWideNoCase(getString(), other));
     }
 }
 

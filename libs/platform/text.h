@@ -44,6 +44,11 @@ public:
     /// Writes the character to `bytes` (room for 16); its length, or -1 when it has no form here.
     int encode(WideCode character, char* bytes) const noexcept;
 
+    /// All characters of the text where counting at one go is quicker than walking and every byte belongs to a
+    /// character; else `notAll`.
+    static constexpr std::size_t notAll = static_cast<std::size_t>(-1);
+    std::size_t countAll(const char* text) const noexcept;
+
     /// Converts at one go what is easily converted: from the cursor up to the terminator, to something that is no
     /// character, or until `room` units are written, moving the cursor on. A character above U+FFFF is a pair and is
     /// never split. Returns the units written; 0 says nothing of what follows, which is then asked for singly.

@@ -56,27 +56,41 @@ int utf8SequenceLength(unsigned char first) noexcept
 /// The smallest code of each length: anything below it is an overlong form.
 constexpr WideCode utf8Smallest[] = {0, 0, 0x80, 0x800, 0x10000, 0x200000, 0x4000000};
 
-int decodeUtf8(const char* text, WideCode& character) noexcept
+bool isContinuation(unsigned char byte) noexcept
 {
-    const auto first = static_cast<unsigned char>(*text);
-    const int length = utf8SequenceLength(first);
-    if (length <= 1) {
-        character = first;
-        return length == 0 ? -1 : (first != 0 ? 1 : 0);
-    }
-    WideCode code = first & (0x7Fu >> length);
+    return (byte & 0xC0) == 0x80;
+}
+
+int decodeLongUtf8(const unsigned char* bytes, WideCode& character) noexcept
+{
+    const int length = utf8SequenceLength(bytes[0]);
+    WideCode code = bytes[0] & (0x7Fu >> length);
     for (int i = 1; i < length; ++i) {
-        const auto next = static_cast<unsigned char>(text[i]);
-        if ((next & 0xC0) != 0x80) {
+        if (!isContinuation(bytes[i])) {
             return -1;
         }
-        code = (code << 6) | (next & 0x3F);
+        code = (code << 6) | (bytes[i] & 0x3Fu);
     }
-    if (code < utf8Smallest[length] || (code >= 0xD800 && code < 0xE000)) {
+    if (length == 0 || code < utf8Smallest[length] || (code >= 0xD800 && code < 0xE000)) {
         return -1;
     }
     character = code;
     return length;
+}
+
+/// The two lengths that nearly all text has are taken without a loop.
+int decodeUtf8(const char* text, WideCode& character) noexcept
+{
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    if (bytes[0] < 0x80) {
+        character = bytes[0];
+        return bytes[0] != 0 ? 1 : 0;
+    }
+    if (bytes[0] < 0xE0) {
+        character = ((bytes[0] & 0x1Fu) << 6) | (bytes[1] & 0x3Fu);
+        return bytes[0] >= 0xC2 && isContinuation(bytes[1]) ? 2 : -1;
+    }
+    return decodeLongUtf8(bytes, character);
 }
 
 int encodeUtf8(WideCode character, char* bytes) noexcept
@@ -115,6 +129,19 @@ int decodeByLibrary(const char* text, WideCode& character) noexcept
     }
     character = static_cast<WideCode>(wide);
     return static_cast<int>(length);
+}
+
+/// Compares names without a call or a loop, as this is asked for every step of a walk.
+template <std::size_t Size>
+bool isNamed(const char* codeset, const char (&name)[Size]) noexcept
+{
+#pragma GCC unroll 16
+    for (std::size_t i = 0; i < Size; ++i) {
+        if (codeset[i] != name[i]) {
+            return false;
+        }
+    }
+    return true;
 }
 
 /// Characters that are handed to the C library at one go.
@@ -215,10 +242,10 @@ void mapWide(unsigned short* text, Map map) noexcept
 LocaleText LocaleText::current() noexcept
 {
     const char* codeset = nl_langinfo(CODESET);
-    if (std::strcmp(codeset, "UTF-8") == 0) {
+    if (isNamed(codeset, "UTF-8")) {
         return LocaleText(Form::utf8);
     }
-    if (std::strcmp(codeset, "ANSI_X3.4-1968") == 0) {
+    if (isNamed(codeset, "ANSI_X3.4-1968")) {
         return LocaleText(Form::ascii);
     }
     return LocaleText(MB_CUR_MAX == 1 ? Form::singleByte : Form::other);
@@ -248,6 +275,12 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
     std::mbstate_t state{};
     const std::size_t length = std::wcrtomb(bytes, static_cast<wchar_t>(character), &state);
     return length == static_cast<std::size_t>(-1) ? -1 : static_cast<int>(length);
+}
+
+std::size_t LocaleText::countAll(const char* text) const noexcept
+{
+    std::mbstate_t state{};
+    return std::mbsrtowcs(nullptr, &text, 0, &state);
 }
 
 std::size_t LocaleText::decodeRun(const char*& text, unsigned short* units, std::size_t room) const noexcept

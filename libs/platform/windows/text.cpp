@@ -84,6 +84,11 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
     return length > 0 && !replaced && character < 0x10000 ? length : -1;
 }
 
+std::size_t LocaleText::countAll(const char*) const noexcept
+{
+    return notAll;
+}
+
 std::size_t LocaleText::decodeRun(const char*&, unsigned short*, std::size_t) const noexcept
 {
     return 0; // one character at a time: the system's call for whole texts does not stop at what is none
