@@ -31,6 +31,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sstringkeys.h
   morvex/terminatingthread.h
   morvex/types.h
+  morvex/utfconverter.h
 )
 
 set(ETC_PUBLIC_HEADERS

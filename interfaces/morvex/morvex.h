@@ -28,3 +28,4 @@
 #include "morvex/sstringhelper.h"
 #include "morvex/sstringkeys.h"
 #include "morvex/types.h"
+#include "morvex/utfconverter.h"

@@ -82,21 +82,6 @@ int utf8Size(std::uint32_t character) noexcept
     return character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
 }
 
-Byte continuation(std::uint32_t bits) noexcept
-{
-    return static_cast<Byte>(0x80 | (bits & 0x3F));
-}
-
-void writeUtf8(std::uint32_t character, int size, Byte* target) noexcept
-{
-    static constexpr Byte marks[] = {0, 0, 0xC0, 0xE0, 0xF0};
-    for (int last = size - 1; last > 0; --last) {
-        target[last] = continuation(character);
-        character >>= 6;
-    }
-    target[0] = static_cast<Byte>(marks[size] | character);
-}
-
 Converted<Byte, Unit> scalarUtf8ToUtf16(const Byte* source, const Byte* sourceEnd, Unit* target,
                                         const Unit* targetEnd) noexcept
 {

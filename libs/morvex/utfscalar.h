@@ -40,4 +40,15 @@ inline void writePair(std::uint32_t character, Unit* target) noexcept
     target[1] = static_cast<Unit>(0xDC00 + (character & 0x3FF));
 }
 
+/// Writes the character as that many bytes, 1 to 6, whether they are the right number for it or not.
+inline void writeUtf8(std::uint32_t character, int size, Byte* target) noexcept
+{
+    static constexpr Byte marks[] = {0x00, 0x00, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC};
+    for (int last = size - 1; last > 0; --last) {
+        target[last] = static_cast<Byte>(0x80 | (character & 0x3F));
+        character >>= 6;
+    }
+    target[0] = static_cast<Byte>(marks[size] | character);
+}
+
 } // namespace MorvexA106::UtfKernels
