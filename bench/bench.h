@@ -42,10 +42,12 @@ inline void keep(T&& value)
 
 struct Contender
 {
-    /// A limit is the least work that any solution must do; it is no library's.
+    /// A variant is another way of ours, shown beside the one that counts. A limit is the least work that any
+    /// solution must do; it is no library's.
     enum class Role
     {
         ours,
+        variant,
         peer,
         limit
     };
@@ -83,6 +85,11 @@ public:
     void ours(Operation operation)
     {
         add(Contender::Role::ours, "ours", operation);
+    }
+    template <class Operation>
+    void variant(const std::string& name, Operation operation)
+    {
+        add(Contender::Role::variant, "ours, " + name, operation);
     }
     template <class Operation>
     void peer(const std::string& name, Operation operation)

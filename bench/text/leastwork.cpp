@@ -88,7 +88,7 @@ std::size_t walkByLeadByte(const char* text)
     std::size_t characters = 0;
     while (*text != 0) {
         const auto lead = static_cast<unsigned char>(*text);
-        text += 1 + (lead >= 0xC0) + (lead >= 0xE0) + (lead >= 0xF0);
+        text += lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
         ++characters;
     }
     return characters;

@@ -76,6 +76,13 @@ private:
     std::deque<Bench::Row> m_rows; // whose elements stay where they are
 };
 
+/// An operation on the next of the values, in turns.
+template <class Value, class Operation>
+auto onEachOf(const std::vector<Value>& values, Operation operation)
+{
+    return [&values, operation, next = 0u]() mutable { operation(values[next++ % numberCount]); };
+}
+
 /// Pairs of texts that are the same but for their case.
 std::vector<std::pair<const std::string*, const std::string*>> casePairs(const Texts& texts);
 
@@ -88,6 +95,11 @@ std::vector<const UnicodeText*> walkableTexts(const Texts& texts, bool utf8);
 void addEngineRows(Rows& rows, const Texts& texts);
 void addWalkingRows(Rows& rows, const Texts& texts, bool utf8);
 void addUnicodeRows(Rows& rows, const Texts& texts);
+void addNumberRows(Rows& rows, const Texts& texts);
+void addTokenRows(Rows& rows, const Texts& texts);
+
+/// Walks, counts and converts the text of a double-byte locale.
+void addDoubleByteRows(Rows& rows);
 
 /// A peer library: `peers/<name>.cpp` defines one such object, and the file is built where the library is there.
 class Peer

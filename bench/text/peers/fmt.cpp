@@ -1,5 +1,6 @@
 #include "rows.h"
 
+#include <fmt/compile.h>
 #include <fmt/format.h>
 
 namespace TextBench
@@ -29,7 +30,29 @@ void addEngine(Rows& rows, const Texts&)
     });
 }
 
-const Peer fmt({.engine = addEngine});
+template <class Number>
+void addDefault(Bench::Row& row, const std::vector<Number>& values)
+{
+    row.peer("fmt::format_to", onEachOf(values, [](Number number) {
+                 char text[64];
+                 keep(fmt::format_to(text, FMT_COMPILE("{}"), number));
+                 keep(text);
+             }));
+}
+
+void addNumbers(Rows& rows, const Texts& texts)
+{
+    rows[Name::integerToText].peer("fmt::format_int", onEachOf(texts.integers.values, [](int number) {
+                                       const fmt::format_int text(number);
+                                       keep(text.data());
+                                       keep(text);
+                                   }));
+    addDefault(rows[Name::integerToText], texts.integers.values);
+    addDefault(rows[Name::toText(texts.random)], texts.random.values);
+    addDefault(rows[Name::toText(texts.prices)], texts.prices.values);
+}
+
+const Peer fmt({.engine = addEngine, .numbers = addNumbers});
 
 } // namespace
 

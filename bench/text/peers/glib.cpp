@@ -68,7 +68,61 @@ void addWalking(Rows& rows, const Texts& texts)
     }
 }
 
-const Peer glib({.engine = addEngine, .walking = addWalking});
+void addUnicode(Rows& rows, const Texts& texts)
+{
+    for (const UnicodeText* text : unicodeTexts(texts)) {
+        rows[Name::toUtf16(*text)].peer("g_utf8_to_utf16", [text] {
+            gunichar2* made = g_utf8_to_utf16(text->utf8.data(), static_cast<glong>(text->utf8.size()),
+                                              nullptr, nullptr, nullptr);
+            keep(made);
+            g_free(made);
+        });
+        rows[Name::toUtf8(*text)].peer("g_utf16_to_utf8", [text] {
+            char* made = g_utf16_to_utf8(reinterpret_cast<const gunichar2*>(text->utf16.data()),
+                                         static_cast<glong>(text->utf16.size()), nullptr, nullptr, nullptr);
+            keep(made);
+            g_free(made);
+        });
+    }
+}
+
+// A double is written with 17 digits, whether they are needed or not.
+void addDoubles(Rows& rows, const Doubles& doubles)
+{
+    rows[Name::toText(doubles)].peer("g_ascii_dtostr", onEachOf(doubles.values, [](double number) {
+                                         char text[G_ASCII_DTOSTR_BUF_SIZE];
+                                         keep(g_ascii_dtostr(text, sizeof text, number));
+                                         keep(text);
+                                     }));
+    rows[Name::fromText(doubles)].peer("g_ascii_strtod", onEachOf(doubles.texts, [](const std::string& text) {
+                                           keep(g_ascii_strtod(text.c_str(), nullptr));
+                                       }));
+}
+
+void addNumbers(Rows& rows, const Texts& texts)
+{
+    rows[Name::textToInteger].peer("g_ascii_strtoll",
+                                   onEachOf(texts.integers.texts, [](const std::string& text) {
+                                       keep(g_ascii_strtoll(text.c_str(), nullptr, 10));
+                                   }));
+    addDoubles(rows, texts.random);
+    addDoubles(rows, texts.prices);
+}
+
+void addTokens(Rows& rows, const Texts& texts)
+{
+    rows[Name::split].peer("g_strsplit", [&texts] {
+        char** fields = g_strsplit(texts.line.c_str(), ",", 0);
+        keep(fields);
+        g_strfreev(fields);
+    });
+}
+
+const Peer glib({.engine = addEngine,
+                 .walking = addWalking,
+                 .unicode = addUnicode,
+                 .numbers = addNumbers,
+                 .tokens = addTokens});
 
 } // namespace
 

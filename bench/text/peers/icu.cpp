@@ -1,5 +1,6 @@
 #include "rows.h"
 
+#include <unicode/ustring.h>
 #include <unicode/utf8.h>
 
 namespace TextBench
@@ -31,7 +32,29 @@ void addWalking(Rows& rows, const Texts& texts)
     }
 }
 
-const Peer icu({.walking = addWalking});
+void addUnicode(Rows& rows, const Texts& texts)
+{
+    static std::vector<UChar> units(70000);
+    static std::vector<char> bytes(70000);
+    for (const UnicodeText* text : unicodeTexts(texts)) {
+        rows[Name::toUtf16(*text)].peer("u_strFromUTF8", [text] {
+            UErrorCode error = U_ZERO_ERROR;
+            std::int32_t length = 0;
+            u_strFromUTF8(units.data(), static_cast<std::int32_t>(units.size()), &length, text->utf8.data(),
+                          static_cast<std::int32_t>(text->utf8.size()), &error);
+            keep(length);
+        });
+        rows[Name::toUtf8(*text)].peer("u_strToUTF8", [text] {
+            UErrorCode error = U_ZERO_ERROR;
+            std::int32_t length = 0;
+            u_strToUTF8(bytes.data(), static_cast<std::int32_t>(bytes.size()), &length, text->utf16.data(),
+                        static_cast<std::int32_t>(text->utf16.size()), &error);
+            keep(length);
+        });
+    }
+}
+
+const Peer icu({.walking = addWalking, .unicode = addUnicode});
 
 } // namespace
 

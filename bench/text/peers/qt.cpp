@@ -2,7 +2,13 @@
 
 #include <QByteArray>
 #include <QByteArrayMatcher>
+#include <QLocale>
 #include <QString>
+#include <QStringConverter>
+#include <QStringList>
+#include <QStringTokenizer>
+#include <array>
+#include <vector>
 
 namespace TextBench
 {
@@ -122,7 +128,111 @@ void addEngine(Rows& rows, const Texts& texts)
     addSearching(rows, texts);
 }
 
-const Peer qt({.engine = addEngine});
+std::vector<QString> wideOf(const std::vector<std::string>& texts)
+{
+    std::vector<QString> wide;
+    for (const std::string& text : texts) {
+        wide.push_back(wideOf(text));
+    }
+    return wide;
+}
+
+/// An operation on the next of the texts, in turns.
+template <class Operation>
+auto onEachWide(const std::vector<std::string>& texts, Operation operation)
+{
+    return [wide = wideOf(texts), operation, next = 0u]() mutable { operation(wide[next++ % numberCount]); };
+}
+
+void addToUtf16(Bench::Row& row, const UnicodeText& text)
+{
+    static std::vector<QChar> target(70000);
+    row.peer("QString", [&text] {
+        const QString made = QString::fromUtf8(text.utf8.data(), static_cast<qsizetype>(text.utf8.size()));
+        keep(made);
+    });
+    row.peer("QStringDecoder", [&text] {
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringConverter::Flag::Stateless);
+        keep(decoder.appendToBuffer(target.data(), QByteArrayView(text.utf8)));
+    });
+}
+
+void addToUtf8(Bench::Row& row, const UnicodeText& text)
+{
+    static std::vector<char> target(300000);
+    row.peer("QString", [wide = wideOf(text.utf8)] {
+        const QByteArray made = wide.toUtf8();
+        keep(made);
+    });
+    row.peer("QStringEncoder", [wide = wideOf(text.utf8)] {
+        QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
+        keep(encoder.appendToBuffer(target.data(), wide));
+    });
+}
+
+void addUnicode(Rows& rows, const Texts& texts)
+{
+    for (const UnicodeText* text : unicodeTexts(texts)) {
+        addToUtf16(rows[Name::toUtf16(*text)], *text);
+        addToUtf8(rows[Name::toUtf8(*text)], *text);
+    }
+}
+
+void addDoubles(Rows& rows, const Doubles& doubles)
+{
+    rows[Name::toText(doubles)].peer("QString", onEachOf(doubles.values, [](double number) {
+                                         const QString text =
+                                             QString::number(number, 'g', QLocale::FloatingPointShortest);
+                                         keep(text);
+                                     }));
+    rows[Name::fromText(doubles)].peer("QString", onEachWide(doubles.texts, [](const QString& text) {
+                                           bool read = false;
+                                           keep(text.toDouble(&read));
+                                           keep(read);
+                                       }));
+}
+
+void addNumbers(Rows& rows, const Texts& texts)
+{
+    rows[Name::integerToText].peer("QString", onEachOf(texts.integers.values, [](int number) {
+                                       const QString text = QString::number(number);
+                                       keep(text);
+                                   }));
+    rows[Name::integerToText].peer("QByteArray", onEachOf(texts.integers.values, [](int number) {
+                                       const QByteArray text = QByteArray::number(number);
+                                       keep(text);
+                                   }));
+    rows[Name::textToInteger].peer("QString", onEachWide(texts.integers.texts, [](const QString& text) {
+                                       bool read = false;
+                                       keep(text.toInt(&read));
+                                       keep(read);
+                                   }));
+    addDoubles(rows, texts.random);
+    addDoubles(rows, texts.prices);
+}
+
+void addTokens(Rows& rows, const Texts& texts)
+{
+    Bench::Row& row = rows[Name::split];
+    row.peer("QString", [line = wideOf(texts.line)] {
+        const QStringList fields = line.split(QLatin1Char(','));
+        keep(fields);
+    });
+    row.peer("QByteArray", [line = bytesOf(texts.line)] {
+        const QList<QByteArray> fields = line.split(',');
+        keep(fields);
+    });
+    row.peer("QStringTokenizer, views", [line = wideOf(texts.line)] {
+        std::array<QStringView, 32> fields;
+        std::size_t count = 0;
+        for (const QStringView field : QStringTokenizer{line, u','}) {
+            fields[count++] = field;
+        }
+        keep(fields);
+    });
+}
+
+const Peer qt({.engine = addEngine, .unicode = addUnicode, .numbers = addNumbers, .tokens = addTokens});
 
 } // namespace
 
