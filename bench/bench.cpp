@@ -1,8 +1,8 @@
 #include "bench.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
+#include <ctime>
 
 namespace Bench
 {
@@ -19,11 +19,12 @@ constexpr double roundSeconds = 0.006;
 /// Two runs of the same program on a quiet machine differ by about this much.
 constexpr double closeFactor = 1.05;
 
+/// Of the processor, so that what else runs on the machine takes no part.
 double secondsOf(const Contender& contender, std::size_t repeats)
 {
-    const auto begin = std::chrono::steady_clock::now();
+    const std::clock_t begin = std::clock();
     contender.run(repeats);
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
 }
 
 /// How often the operation fits into a round.

@@ -10,8 +10,8 @@
 ///     row.target(1.0, {"strstr"});
 ///     row.measure().print();
 ///
-/// A figure is the median over several rounds, in which all contenders take turns, so that a slow moment of the
-/// machine meets every one alike. Ratios hold better than figures.
+/// A figure is the median of the processor's time over several rounds, in which all contenders take turns, so that a
+/// slow moment of the machine meets every one alike. Ratios hold better than figures.
 
 #include <cstddef>
 #include <functional>
