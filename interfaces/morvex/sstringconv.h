@@ -46,10 +46,6 @@
 namespace MorvexA106
 {
 
-/// A real number: `double` or `float`.
-template <class F>
-concept SReal = std::same_as<F, double> || std::same_as<F, float>;
-
 template <class B>
 concept STruth = std::same_as<B, bool>;
 
@@ -78,6 +74,11 @@ auto viewOf(const Text& text) noexcept
     }
 }
 
+inline std::string_view bytesOf(Bounded<char> text) noexcept
+{
+    return std::string_view(text.at, static_cast<std::size_t>(text.end - text.at));
+}
+
 /// Reads an integer that fills the text.
 template <class T, class Text, SInteger N>
 bool readInteger(const Text& text, N& value, unsigned int base)
@@ -93,9 +94,9 @@ bool readInteger(const Text& text, N& value, unsigned int base)
     }
 }
 
-/// Real numbers and truth values, as the classes below.
+/// Units of 16 bits. Allocates.
 template <class T, SReal F>
-MORVEX_EXPORT bool readReal(Bounded<T> text, F& value);
+MORVEX_EXPORT bool readWideReal(Bounded<T> text, F& value);
 template <class T>
 MORVEX_EXPORT bool readTruth(Bounded<T> text, bool& value) noexcept;
 
@@ -186,7 +187,12 @@ public:
     template <SNumberText<unit_type> Text, SReal F>
     [[nodiscard]] static bool FromString(const Text& text, F& value)
     {
-        return NumberText::readReal(NumberText::viewOf<unit_type>(text), value);
+        const auto units = NumberText::viewOf<unit_type>(text);
+        if constexpr (sizeof(unit_type) == 1) {
+            return NumberText::readReal(NumberText::bytesOf(units), value);
+        } else {
+            return NumberText::readWideReal(units, value);
+        }
     }
     template <SNumberText<unit_type> Text, STruth B>
     [[nodiscard]] static bool FromString(const Text& text, B& value) noexcept
@@ -253,14 +259,14 @@ public:
     template <SNumberText<char> Text, SReal F>
     [[nodiscard]] static bool FromString(const Text& text, F& value)
     {
-        return readReal(NumberText::viewOf<char>(text), value);
+        return readReal(NumberText::bytesOf(NumberText::viewOf<char>(text)), value);
     }
 
 private:
     static SAnsiString fromReal(double value);
     static SAnsiString fromReal(float value);
-    static bool readReal(NumberText::Bounded<char> text, double& value);
-    static bool readReal(NumberText::Bounded<char> text, float& value);
+    static bool readReal(std::string_view text, double& value);
+    static bool readReal(std::string_view text, float& value);
 };
 
 /// As `SStringConv::ToString`.

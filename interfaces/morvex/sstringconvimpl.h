@@ -1,16 +1,20 @@
 #pragma once
 
 /// @file
-/// The digits of integers, written and read. They stand in a header so that a conversion into a caller's buffer
+/// The digits of numbers, written and read. They stand in a header so that a conversion into a caller's buffer
 /// costs no more than its work; sstringconv.h has the classes that callers use.
 
 #include "morvex/export.h"
 
+#include <charconv>
+#include <cmath>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <string_view>
+#include <system_error>
 #include <type_traits>
 
 namespace MorvexA106
@@ -23,6 +27,10 @@ template <class N>
 concept SInteger = std::integral<N> && sizeof(N) <= sizeof(std::uint64_t) &&
                    !(std::same_as<N, bool> || std::same_as<N, char> || std::same_as<N, wchar_t> ||
                      std::same_as<N, char8_t> || std::same_as<N, char16_t> || std::same_as<N, char32_t>);
+
+/// A real number: `double` or `float`.
+template <class F>
+concept SReal = std::same_as<F, double> || std::same_as<F, float>;
 
 namespace NumberText
 {
@@ -233,6 +241,35 @@ bool readInBase(Bounded<T> text, N& value, unsigned int base) noexcept
     std::uint64_t magnitude = 0;
     const bool negative = takeSign(text);
     return takeInBase(text, base, magnitude) && text.isAtEnd() && store(magnitude, negative, value);
+}
+
+/// Whether a text that reads as zero or as no finite number is one of those that are taken. The standard's reader
+/// takes a payload behind `nan`, and whether it tells of a number that is too small depends on its version.
+MORVEX_EXPORT bool isTakenAsUnusual(std::string_view text) noexcept;
+
+/// Reads a real number that fills the text. The standard's reader takes no plus.
+template <SReal F>
+bool readReal(std::string_view text, F& value) noexcept
+{
+    if (text.starts_with('+')) [[unlikely]] {
+        text.remove_prefix(1);
+        if (text.starts_with('-')) {
+            return false;
+        }
+    }
+    F number = 0;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result result = std::from_chars(text.data(), end, number);
+    if (result.ec != std::errc() || result.ptr != end) {
+        return false;
+    }
+    const F amount = std::fabs(number);
+    const bool isUsual = amount > 0 && amount <= std::numeric_limits<F>::max();
+    if (!isUsual && !isTakenAsUnusual(text)) {
+        return false;
+    }
+    value = std::isnan(number) ? std::numeric_limits<F>::quiet_NaN() : number;
+    return true;
 }
 
 } // namespace NumberText

@@ -20,17 +20,40 @@ using NumberText::Bounded;
 
 constexpr std::size_t realRoom = SStringConv::realRoom;
 
-template <class T>
-std::size_t lengthOf(Bounded<T> text) noexcept
-{
-    return static_cast<std::size_t>(text.end - text.at);
-}
-
 /// 99 for what is no digit in any base.
 unsigned int digitOf(unsigned int unit) noexcept
 {
     const unsigned int letter = (unit | 0x20) - 'a';
     return unit - '0' < 10 ? unit - '0' : letter < 26 ? letter + 10 : 99;
+}
+
+constexpr char allDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+
+/// In the base of 2 to the power of `bits`; returns the end.
+template <class T>
+T* writeByShifting(T* at, std::uint64_t value, int bits) noexcept
+{
+    T* end = at + 1;
+    for (std::uint64_t rest = value >> bits; rest != 0; rest >>= bits) {
+        ++end;
+    }
+    for (T* digit = end; digit != at; value >>= bits) {
+        *--digit = static_cast<T>(allDigits[value & ((1u << bits) - 1)]);
+    }
+    return end;
+}
+
+template <class T>
+T* writeByDividing(T* at, std::uint64_t value, unsigned int base) noexcept
+{
+    T digits[64];
+    T* const end = digits + 64;
+    T* begin = end;
+    do {
+        *--begin = static_cast<T>(allDigits[value % base]);
+        value /= base;
+    } while (value != 0);
+    return std::copy(begin, end, at);
 }
 
 /// Both sign and digits; returns the end.
@@ -88,54 +111,6 @@ S built(std::size_t room, Put put)
     return S(text.take());
 }
 
-/// A real number's digits that aren't zero, from those before its exponent.
-bool hasValue(std::string_view text) noexcept
-{
-    const std::size_t at = text.find_first_of("123456789eE");
-    return at != std::string_view::npos && text[at] != 'e' && text[at] != 'E';
-}
-
-/// The system's reader takes no plus, and takes more than is told here: a payload behind `nan`.
-template <class F>
-bool readNeutral(std::string_view text, F& value) noexcept
-{
-    if (text.starts_with('+')) {
-        text.remove_prefix(1);
-        if (text.starts_with('-')) {
-            return false;
-        }
-    }
-    F number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || text.back() == ')') {
-        return false;
-    }
-    if (number == 0 && hasValue(text)) {
-        return false;
-    }
-    value = std::isnan(number) ? std::numeric_limits<F>::quiet_NaN() : number;
-    return true;
-}
-
-template <class F>
-bool readNarrow(Bounded<char> text, F& value) noexcept
-{
-    return readNeutral(std::string_view(text.at, lengthOf(text)), value);
-}
-
-/// Wider units that are ASCII, as bytes.
-template <class T, class F>
-bool readWide(Bounded<T> text, F& value)
-{
-    if (!std::all_of(text.at, text.end, [](T unit) { return unit < 0x80; })) {
-        return false;
-    }
-    const auto narrow = built<SAsciiString>(lengthOf(text), [&](char* at) {
-        return std::transform(text.at, text.end, at, [](T unit) { return static_cast<char>(unit); });
-    });
-    return readNeutral(narrow.view(), value);
-}
-
 template <class T>
 bool isWord(Bounded<T> text, std::string_view lowerCase) noexcept
 {
@@ -174,21 +149,21 @@ bool readLocal(std::string_view text, F& value)
     const Platform::DecimalSign sign = Platform::decimalSign();
     const std::string_view local(sign.bytes, sign.length);
     if (local == ".") {
-        return readNeutral(text, value);
+        return NumberText::readReal(text, value);
     }
     const std::size_t found = text.find(local);
     if (text.find('.') != std::string_view::npos) {
         return false;
     }
     if (found == std::string_view::npos) {
-        return readNeutral(text, value);
+        return NumberText::readReal(text, value);
     }
     const auto neutral = built<SAsciiString>(text.size() + 1, [&](char* at) {
         at += text.copy(at, found);
         *at++ = '.';
         return at + text.copy(at, text.size(), found + local.size());
     });
-    return readNeutral(neutral.view(), value);
+    return NumberText::readReal(neutral.view(), value);
 }
 
 } // namespace
@@ -203,19 +178,20 @@ bool checkBase(unsigned int base)
     return known;
 }
 
+bool isTakenAsUnusual(std::string_view text) noexcept
+{
+    if (text.back() == ')') {
+        return false;
+    }
+    const std::size_t at = text.find_first_of("123456789eE");
+    return at == std::string_view::npos || text[at] == 'e' || text[at] == 'E';
+}
+
 template <class T>
 T* writeInBase(T* at, std::uint64_t value, unsigned int base) noexcept
 {
-    constexpr const char* allDigits = "0123456789abcdefghijklmnopqrstuvwxyz";
-    T digits[64];
-    T* const end = digits + 64;
-    T* begin = end;
-    const int shift = std::has_single_bit(base) ? std::countr_zero(base) : 0;
-    while (value != 0 || begin == end) {
-        *--begin = static_cast<T>(allDigits[shift != 0 ? value & (base - 1) : value % base]);
-        value = shift != 0 ? value >> shift : value / base;
-    }
-    return std::copy(begin, end, at);
+    return std::has_single_bit(base) ? writeByShifting(at, value, std::countr_zero(base))
+                                     : writeByDividing(at, value, base);
 }
 
 template <class T>
@@ -240,6 +216,11 @@ unsigned int writeInteger(std::span<T> buffer, std::uint64_t magnitude, bool neg
 {
     if (!checkBase(base)) {
         return 0;
+    }
+    if (buffer.size() >= SStringConv::integerRoom) {
+        T* const end = putInteger(buffer.data(), magnitude, negative, base);
+        *end = 0;
+        return static_cast<unsigned int>(end - buffer.data());
     }
     T units[SStringConv::integerRoom];
     return copyInto<T>(buffer, units, putInteger(units, magnitude, negative, base));
@@ -267,13 +248,15 @@ unsigned int writeTruth(std::span<T> buffer, bool value) noexcept
 }
 
 template <class T, SReal F>
-bool readReal(Bounded<T> text, F& value)
+bool readWideReal(Bounded<T> text, F& value)
 {
-    if constexpr (sizeof(T) == 1) {
-        return readNarrow(text, value);
-    } else {
-        return readWide(text, value);
+    if (!std::all_of(text.at, text.end, [](T unit) { return unit < 0x80; })) {
+        return false;
     }
+    const auto narrow = built<SAsciiString>(static_cast<std::size_t>(text.end - text.at), [&](char* at) {
+        return std::transform(text.at, text.end, at, [](T unit) { return static_cast<char>(unit); });
+    });
+    return readReal(narrow.view(), value);
 }
 
 template <class T>
@@ -300,12 +283,10 @@ template unsigned int writeReal(std::span<unsigned short>, double) noexcept;
 template unsigned int writeReal(std::span<unsigned short>, float) noexcept;
 template unsigned int writeTruth(std::span<char>, bool) noexcept;
 template unsigned int writeTruth(std::span<unsigned short>, bool) noexcept;
-template bool readReal(Bounded<char>, double&);
-template bool readReal(Bounded<char>, float&);
-template bool readReal(Bounded<unsigned short>, double&);
-template bool readReal(Bounded<unsigned short>, float&);
-template bool readReal(Bounded<char16_t>, double&);
-template bool readReal(Bounded<char16_t>, float&);
+template bool readWideReal(Bounded<unsigned short>, double&);
+template bool readWideReal(Bounded<unsigned short>, float&);
+template bool readWideReal(Bounded<char16_t>, double&);
+template bool readWideReal(Bounded<char16_t>, float&);
 template bool readTruth(Bounded<char>, bool&) noexcept;
 template bool readTruth(Bounded<unsigned short>, bool&) noexcept;
 template bool readTruth(Bounded<char16_t>, bool&) noexcept;
@@ -368,14 +349,14 @@ SAnsiString SStringConvByLocale::fromReal(float value)
     return localReal(value);
 }
 
-bool SStringConvByLocale::readReal(Bounded<char> text, double& value)
+bool SStringConvByLocale::readReal(std::string_view text, double& value)
 {
-    return readLocal(std::string_view(text.at, lengthOf(text)), value);
+    return readLocal(text, value);
 }
 
-bool SStringConvByLocale::readReal(Bounded<char> text, float& value)
+bool SStringConvByLocale::readReal(std::string_view text, float& value)
 {
-    return readLocal(std::string_view(text.at, lengthOf(text)), value);
+    return readLocal(text, value);
 }
 
 template class SStringConv_t<SAnsiString>;
