@@ -548,6 +548,9 @@ protected:
     /// string's text.
     void concatUnits(const T* text, std::size_t taken, std::size_t count);
 
+    /// Gives a private buffer another capacity, which holds its text; on failure it stays as it is.
+    void growBuffer(std::uint64_t capacity);
+
     SStringBuffer* m_buffer;
 
 private:
@@ -582,7 +585,6 @@ private:
     T* concatAllocSlow(std::uint64_t units);
     static std::size_t blockBytes(std::uint64_t capacity);
     static SStringBuffer* makeBuffer(std::uint64_t capacity);
-    void growBuffer(std::uint64_t capacity);
     void replaceBuffer(std::uint64_t capacity);
     iterator cursorAt(unsigned int index) const noexcept { return iterator(*this) += index; }
     std::size_t offsetOf(const iterator& position) const noexcept;

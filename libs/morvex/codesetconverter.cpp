@@ -52,13 +52,13 @@ std::size_t fill(Walk& walk, Unit* target, std::size_t room, Run run, Single sin
 }
 
 /// Counts what a walk has left by walking it into a scratch buffer.
-template <class Unit, class Walk, class Next>
-std::size_t countByWalking(Walk& walk, Next next) noexcept
+template <class Unit, class Walk>
+std::size_t countByWalking(Walk& walk) noexcept
 {
     Unit scratch[scratchSize];
     std::size_t count = 0;
     while (!walk.isAtEnd()) {
-        count += (walk.*next)(scratch, scratchSize);
+        count += walk.next(scratch, scratchSize);
     }
     return count;
 }
@@ -131,7 +131,7 @@ std::size_t UnitReader::readSingle(unsigned short* units, std::size_t room) noex
     return count;
 }
 
-std::size_t UnitReader::read(unsigned short* units, std::size_t room) noexcept
+std::size_t UnitReader::next(unsigned short* units, std::size_t room) noexcept
 {
     return fill(*this, units, room, &UnitReader::readRun, &UnitReader::readSingle);
 }
@@ -142,7 +142,7 @@ std::size_t UnitReader::count() noexcept
         return static_cast<std::size_t>(m_end - m_text);
     }
     if (!m_locale.isUtf8()) {
-        return countByWalking<unsigned short>(*this, &UnitReader::read);
+        return countByWalking<unsigned short>(*this);
     }
     std::size_t count = 0;
     while (!isAtEnd()) {
@@ -189,7 +189,7 @@ std::size_t ByteWriter::writeSingle(char* bytes, std::size_t room) noexcept
     return static_cast<std::size_t>(length);
 }
 
-std::size_t ByteWriter::write(char* bytes, std::size_t room) noexcept
+std::size_t ByteWriter::next(char* bytes, std::size_t room) noexcept
 {
     return fill(*this, bytes, room, &ByteWriter::writeRun, &ByteWriter::writeSingle);
 }
@@ -200,7 +200,7 @@ std::size_t ByteWriter::count() noexcept
         return static_cast<std::size_t>(m_end - m_units);
     }
     if (!m_locale.isUtf8()) {
-        return countByWalking<char>(*this, &ByteWriter::write);
+        return countByWalking<char>(*this);
     }
     std::size_t count = 0;
     while (!isAtEnd()) {
@@ -219,14 +219,14 @@ std::size_t CodesetConverter::mbstoucs2(unsigned short* target, const char* sour
 {
     const char* text = orEmpty(source);
     UnitReader reader(text, text + std::strlen(text));
-    return target == nullptr ? reader.count() : finish(reader, target, reader.read(target, count), count);
+    return target == nullptr ? reader.count() : finish(reader, target, reader.next(target, count), count);
 }
 
 std::size_t CodesetConverter::ucs2tombs(char* target, const unsigned short* source, std::size_t size)
 {
     const unsigned short* text = orEmpty(source);
     ByteWriter writer(text, text + lengthOf(text));
-    return target == nullptr ? writer.count() : finish(writer, target, writer.write(target, size), size);
+    return target == nullptr ? writer.count() : finish(writer, target, writer.next(target, size), size);
 }
 
 std::size_t CodesetConverter::wcstoucs2(unsigned short* target, const unsigned short* source,

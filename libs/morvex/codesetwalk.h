@@ -21,7 +21,7 @@ public:
 
     /// Fills at most `room` units and returns how many; a pair that does not fit is left where it is, so 0 means
     /// the end or such a pair.
-    std::size_t read(unsigned short* units, std::size_t room) noexcept;
+    std::size_t next(unsigned short* units, std::size_t room) noexcept;
 
     /// Counts all that is left.
     std::size_t count() noexcept;
@@ -45,7 +45,7 @@ public:
     bool isAtEnd() const noexcept { return m_units == m_end; }
 
     /// Fills at most `room` bytes and returns how many; a character that does not fit is left where it is.
-    std::size_t write(char* bytes, std::size_t room) noexcept;
+    std::size_t next(char* bytes, std::size_t room) noexcept;
 
     /// Counts all that is left.
     std::size_t count() noexcept;

@@ -2,7 +2,6 @@
 
 #include "morvex/diagnostics.h"
 #include "morvex/messageformat.h"
-#include "platform/text.h"
 
 #include <array>
 #include <atomic>
@@ -40,29 +39,11 @@ SAnsiString pointerText(const void* value)
     return text;
 }
 
-bool isPair(const unsigned short* units) noexcept
-{
-    return (units[0] & 0xFC00) == 0xD800 && (units[1] & 0xFC00) == 0xDC00;
-}
-
 /// 16-bit text in the locale's multibyte form; a unit without one becomes `?`.
 SAnsiString narrowed(const unsigned short* units)
 {
-    const auto locale = Platform::LocaleText::current();
     SAnsiString text;
-    while (units != nullptr && *units != 0) {
-        const bool pair = isPair(units);
-        const Platform::WideCode code =
-            pair ? 0x10000u + ((units[0] - 0xD800u) << 10) + (units[1] - 0xDC00u) : units[0];
-        char bytes[16];
-        const int length = locale.encode(code, bytes);
-        if (length > 0) {
-            text += SAnsiString(std::string_view(bytes, static_cast<std::size_t>(length)));
-        } else {
-            text += pair ? "??" : "?";
-        }
-        units += pair ? 2 : 1;
-    }
+    text.copyFrom(units);
     return text;
 }
 

@@ -67,33 +67,40 @@ unsigned int terminated(const Walk& walk, Unit* target, std::size_t written, std
     return static_cast<unsigned int>(written + 1);
 }
 
-/// Text of as many units as the counting walk tells, filled by a second walk. 32 bits of length are refused by the
-/// builder.
-template <class T, int M, class Counting, class Fill>
-SString_t<T, M> built(Counting counting, Fill fill)
+/// The text that a walk gives, in a buffer that fits. Short text is made on the stack and copied once; for longer text
+/// `guess` units are tried, and more as needed. 32 bits of length are refused by the builder.
+template <class T, int M, class Walk>
+SString_t<T, M> built(Walk walk, std::uint64_t guess)
 {
-    const std::size_t count = counting.count();
-    if (count == 0) {
+    constexpr std::size_t scratchSize = 256;
+    T scratch[scratchSize];
+    const std::size_t begun = walk.next(scratch, scratchSize);
+    if (begun == 0) {
         return {};
     }
-    TextBuilder<T, M> builder(count);
-    fill(builder.extend(count), count);
+    TextBuilder<T, M> builder(walk.isAtEnd() ? begun : std::max<std::uint64_t>(guess, begun));
+    TextUnits::copyUnits(builder.extend(begun), scratch, begun);
+    while (!walk.isAtEnd()) {
+        const std::size_t before = builder.length();
+        const std::size_t room = std::max<std::size_t>(builder.room(), scratchSize);
+        builder.cutTo(before + walk.next(builder.extend(room), room));
+    }
+    if (builder.room() != TextBuilder<T, M>::slack) {
+        builder.fit();
+    }
     return builder.take();
 }
 
 SString_t<unsigned short, 1> widened(const char* text)
 {
-    return built<unsigned short, 1>(readerOf(text), [text](unsigned short* units, std::size_t count) {
-        readerOf(text).read(units, count);
-    });
+    const std::size_t length = lengthOf(text);
+    return built<unsigned short, 1>(UnitReader(text, text + length), length);
 }
 
 SString_t<char, 0> narrowed(const unsigned short* text)
 {
     const std::size_t length = lengthOf(text);
-    return built<char, 0>(writerOf(text, length), [text, length](char* bytes, std::size_t count) {
-        writerOf(text, length).write(bytes, count);
-    });
+    return built<char, 0>(ByteWriter(text, text + length), length + length / 2);
 }
 
 /// Copies the units if they are 7-bit text.
@@ -191,7 +198,7 @@ unsigned int SString_t<T, M>::toMBCS(char* outBuffer, unsigned int nBytesInBuffe
             return none;
         }
         ByteWriter writer = writerOf(getString(), m_buffer->m_length);
-        return terminated(writer, outBuffer, writer.write(outBuffer, nBytesInBuffer), nBytesInBuffer);
+        return terminated(writer, outBuffer, writer.next(outBuffer, nBytesInBuffer), nBytesInBuffer);
     }
 }
 
@@ -206,7 +213,7 @@ unsigned int SString_t<T, M>::toQCA(unsigned short* outBuffer, unsigned int nByt
     }
     if constexpr (M == 0) {
         UnitReader reader = readerOf(getString());
-        return terminated(reader, outBuffer, reader.read(outBuffer, room), room);
+        return terminated(reader, outBuffer, reader.next(outBuffer, room), room);
     } else if constexpr (sizeof(T) == 1) {
         if (room <= length) {
             return none;

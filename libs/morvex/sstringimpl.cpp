@@ -62,7 +62,6 @@ typename SString_t<T, M>::SStringBuffer* SString_t<T, M>::makeBuffer(std::uint64
     return buffer;
 }
 
-/// Grows a private buffer; on failure it stays as it is.
 template <class T, int M>
 void SString_t<T, M>::growBuffer(std::uint64_t capacity)
 {

@@ -31,11 +31,25 @@ public:
     /// Units so far.
     std::size_t length() const noexcept { return Base::m_buffer->m_length; }
 
+    /// Units that can be had without a larger buffer.
+    std::size_t room() const noexcept { return Base::m_buffer->m_capacity - length() - 1; }
+
+    /// The room that an edit leaves.
+    static constexpr std::size_t slack = 32;
+
     /// Takes back what was extended too far.
     void cutTo(std::size_t units) noexcept
     {
         if (units < length()) {
             Base::terminateBuffer(units);
+        }
+    }
+
+    /// Gives back the room that is not needed but for the slack of an edit.
+    void fit()
+    {
+        if (!Base::isEmpty()) {
+            Base::growBuffer(length() + std::uint64_t{slack} + 1);
         }
     }
 
