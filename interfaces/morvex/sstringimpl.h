@@ -369,8 +369,11 @@ public:
     /// Appends one unit; a zero appends nothing.
     void concat(T unit)
     {
-        if (unit != 0) {
-            *concatAllocHelper(1) = unit;
+        if (unit != 0 && hasRoomFor(1)) {
+            const T ending[] = {unit, 0}; // one store
+            std::memcpy(m_buffer->getBuffer() + m_buffer->m_length++, ending, sizeof ending);
+        } else if (unit != 0) {
+            *concatAllocSlow(1) = unit;
         }
     }
 
