@@ -29,6 +29,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sstringhelper.h
   morvex/sstringimpl.h
   morvex/sstringkeys.h
+  morvex/sstrtok.h
   morvex/terminatingthread.h
   morvex/types.h
   morvex/utfconverter.h

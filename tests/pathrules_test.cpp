@@ -416,3 +416,91 @@ TEST(SStringHelper, SplitsInPlaceAndMakesThePathAgain)
     EXPECT_EQ(SStringHelper::MakePath(folder, path, extension).view(), native("a/b.tar.gz"));
     EXPECT_EQ(SStringHelper::MakePath("", folder, "c", "d").view(), native("a/c.d"));
 }
+
+TEST(SStringHelper, SplitsIntoViewsOfThePath)
+{
+    const std::string path = native("a/b.c/d.tar.gz");
+    std::string_view folder;
+    std::string_view name;
+    std::string_view extension;
+    SStringHelper::SplitPathEx(std::string_view(path), folder, name, extension);
+    EXPECT_EQ(folder, native("a/b.c/"));
+    EXPECT_EQ(folder.data(), path.data());
+    EXPECT_EQ(name, "d.tar");
+    EXPECT_EQ(extension, ".gz");
+}
+
+TEST(SStringHelper, JoinsWords)
+{
+    SIArray<SAnsiString> words;
+    EXPECT_TRUE(SStringHelper::joinWords(words, ", ").isEmpty());
+    words.Add("");
+    EXPECT_TRUE(SStringHelper::joinWords(words, ", ").isEmpty());
+    words.Add("a");
+    words.Add("");
+    EXPECT_EQ(SStringHelper::joinWords(words, ", ").view(), ", a, ");
+    EXPECT_EQ(SStringHelper::joinWords(words, "").view(), "a");
+    EXPECT_EQ(SStringHelper::joinWords(words, words[1]).view(), "aaa");
+}
+
+TEST(SStringHelper, ReplacesEachOccurrence)
+{
+    struct Row
+    {
+        const char* name;
+        const char* text;
+        const char* wanted;
+        const char* replacement;
+        const char* result;
+        unsigned count;
+    };
+    const Row rows[] = {
+        {"none", "abc", "x", "y", "abc", 0},
+        {"a shorter text", "aabcaa", "aa", "x", "xbcx", 2},
+        {"a longer text", "aXbX", "X", "<->", "a<->b<->", 2},
+        {"nothing", "a.b.", ".", "", "ab", 2},
+        {"all by nothing", "...", ".", "", "", 3},
+        {"what was put in is not searched", "aa", "a", "aa", "aaaa", 2},
+        {"from the left", "aaa", "aa", "b", "ba", 1},
+        {"empty text occurs nowhere", "abc", "", "x", "abc", 0},
+        {"in empty text", "", "a", "x", "", 0},
+        {"the whole", "abc", "abc", "", "", 1},
+        {"longer than the text", "ab", "abc", "", "ab", 0},
+    };
+    for (const Row& row : rows) {
+        SAnsiString result(row.text);
+        EXPECT_EQ(SStringHelper::replaceAll(result, row.wanted, row.replacement), row.count) << row.name;
+        EXPECT_EQ(result.view(), row.result) << row.name;
+    }
+    SAnsiString own("aa");
+    EXPECT_EQ(SStringHelper::replaceAll(own, own, own), 1u);
+    EXPECT_EQ(own.view(), "aa");
+    EXPECT_EQ(SStringHelper::replaceAll(own, 'a', 'b'), 2u);
+    EXPECT_EQ(own.view(), "bb");
+    EXPECT_EQ(SStringHelper::replaceAll(own, 'b', '\0'), 2u);
+    EXPECT_TRUE(own.isEmpty());
+}
+
+TEST(SStringHelper, ReplacesWholeCharactersOnly)
+{
+    const LocaleInForce locale({"ja_JP.CP932", "Japanese_Japan.932", ".932"});
+    if (!locale.found()) {
+        GTEST_SKIP() << "no such locale";
+    }
+    const std::string& t = table932;
+    SAnsiString path = text(t + "\\" + t);
+    EXPECT_EQ(SStringHelper::replaceAll(path, '\\', '/'), 1u);
+    EXPECT_EQ(path.view(), t + "/" + t);
+    EXPECT_EQ(SStringHelper::replaceAll(path, text(t.substr(0, 1)), "x"), 0u) << "half a character";
+    EXPECT_EQ(SStringHelper::replaceAll(path, text(t), "\\"), 2u);
+    EXPECT_EQ(path.view(), "\\/\\");
+}
+
+TEST(SStringHelper, ReplacesInLinearTime)
+{
+    const std::string many(1 << 18, 'a');
+    SAnsiString result = text(many);
+    EXPECT_EQ(SStringHelper::replaceAll(result, "a", "bc"), many.size());
+    EXPECT_EQ(result.view().size(), 2 * many.size());
+    EXPECT_EQ(SStringHelper::replaceAll(result, text(many + "b"), ""), 0u);
+}

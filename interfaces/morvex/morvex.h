@@ -27,5 +27,6 @@
 #include "morvex/sstringconv.h"
 #include "morvex/sstringhelper.h"
 #include "morvex/sstringkeys.h"
+#include "morvex/sstrtok.h"
 #include "morvex/types.h"
 #include "morvex/utfconverter.h"

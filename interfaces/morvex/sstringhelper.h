@@ -1,11 +1,13 @@
 #pragma once
 
 /// @file
-/// Helpers on paths held as text, and the splitting of text into words.
+/// Helpers on paths held as text, the splitting of text into words and their joining, and replacing.
 
 #include "morvex/export.h"
 #include "morvex/siarray.h"
 #include "morvex/sstring.h"
+
+#include <string_view>
 
 namespace MorvexA106
 {
@@ -80,12 +82,33 @@ public:
     static void SplitPathEx(const SAnsiString& path, SAnsiString& folder, SAnsiString& name,
                             SAnsiString& extension);
 
+    /// The same with views into the path, of which nothing is copied.
+    static void SplitPathEx(std::string_view path, std::string_view& folder, std::string_view& name,
+                            std::string_view& extension);
+
     /// Replaces `words` by the words of the text, which end at any character of `separators`. Separators in a
     /// row count as one, and those at either end as none. With `quotes`, a word that begins with a double
     /// quote runs to the next one, or to the end where there is none, without the quotes and perhaps empty;
     /// a word that begins otherwise ends at a double quote too. Linear in the text.
     static void makeWords(const SAnsiString& text, const SAnsiString& separators, SIArray<SAnsiString>& words,
                           bool quotes);
+
+    /// The same with words that refer to the text, which its caller keeps.
+    static void makeWords(std::string_view text, const SAnsiString& separators,
+                          SIArray<std::string_view>& words, bool quotes);
+
+    /// The words with the separator between each two of them. One allocation. Words that are empty, or that hold
+    /// the separator, are joined as they are, so that splitting the result need not give them back.
+    static SAnsiString joinWords(const SIArray<SAnsiString>& words, const SAnsiString& separator);
+
+    /// Replaces each occurrence of a text by another and returns how many there were. From the left; what was put
+    /// in is not searched again. Empty text occurs nowhere. Only whole characters count: a match neither begins nor
+    /// ends inside one. The texts may be one and the same. Linear; where nothing occurs, nothing is copied.
+    static unsigned int replaceAll(SAnsiString& text, const SAnsiString& wanted,
+                                   const SAnsiString& replacement);
+
+    /// The same for characters of one byte; the zero character as replacement removes.
+    static unsigned int replaceAll(SAnsiString& text, char wanted, char replacement);
 };
 
 } // namespace MorvexA106

@@ -1,9 +1,8 @@
 #include "morvex/pathrules.h"
 
-#include "platform/text.h"
+#include "morvex/characters.h"
 
 #include <algorithm>
-#include <array>
 
 namespace MorvexA106::PathRules
 {
@@ -13,17 +12,6 @@ namespace
 
 using Platform::LocaleText;
 
-/// Bytes of the character at an offset. The locale's rules read terminated text, which a view need not be.
-std::size_t characterSize(std::string_view text, std::size_t offset, LocaleText locale) noexcept
-{
-    if (static_cast<unsigned char>(text[offset]) < 0x80) {
-        return 1;
-    }
-    std::array<char, Platform::maxCharacterBytes + 1> bytes{};
-    text.copy(bytes.data(), Platform::maxCharacterBytes, offset);
-    return static_cast<std::size_t>(std::max(locale.length(bytes.data()), 1));
-}
-
 /// Calls `visit(offset, size)` for each character.
 template <class Visit>
 void eachCharacter(std::string_view text, Visit visit)
@@ -31,7 +19,8 @@ void eachCharacter(std::string_view text, Visit visit)
     const LocaleText locale = LocaleText::current();
     const bool bytewise = locale.isSingleByte() || locale.isUtf8(); // no byte of a character looks like ASCII
     for (std::size_t offset = 0; offset < text.size();) {
-        const std::size_t size = bytewise ? 1 : characterSize(text, offset, locale);
+        const std::size_t size =
+            bytewise ? 1 : Characters::sizeAt(text.data() + offset, text.data() + text.size(), locale);
         visit(offset, size);
         offset += size;
     }

@@ -1,6 +1,9 @@
 #include "morvex/sstringhelper.h"
 
+#include "morvex/multibyte.h"
 #include "morvex/pathrules.h"
+#include "morvex/textbuilder.h"
+#include "morvex/textunits.h"
 #include "morvex/wordsplit.h"
 
 #include <string>
@@ -29,6 +32,35 @@ PathStyle style() noexcept
 void replace(SAnsiString& text, std::string_view part)
 {
     text = SAnsiString(part);
+}
+
+using Builder = TextBuilder<char, 0>;
+
+void append(Builder& builder, std::string_view part)
+{
+    if (!part.empty()) {
+        part.copy(builder.extend(part.size()), part.size());
+    }
+}
+
+/// Whether a character ends there, too.
+bool isWhole(const char* begin, const char* end) noexcept
+{
+    const TextUnits::Walker<char, 0> walker;
+    while (begin < end) {
+        begin += walker.step(begin);
+    }
+    return begin == end;
+}
+
+/// The next match of whole characters at or after the beginning of a character; null when there is none.
+const char* findWhole(const char* text, std::string_view wanted) noexcept
+{
+    const char* hit = Multibyte::findText(text, wanted.data());
+    while (*hit != 0 && !isWhole(hit, hit + wanted.size())) {
+        hit = Multibyte::findText(hit + TextUnits::Walker<char, 0>().step(hit), wanted.data());
+    }
+    return *hit != 0 ? hit : nullptr;
 }
 
 } // namespace
@@ -116,10 +148,72 @@ void SStringHelper::SplitPathEx(const SAnsiString& path, SAnsiString& folder, SA
     folder = drive + rest;
 }
 
+void SStringHelper::SplitPathEx(std::string_view path, std::string_view& folder, std::string_view& name,
+                                std::string_view& extension)
+{
+    const PathRules::Parts parts = PathRules::split(path, style());
+    folder = path.substr(0, parts.drive.size() + parts.folder.size());
+    name = parts.name;
+    extension = parts.extension;
+}
+
 void SStringHelper::makeWords(const SAnsiString& text, const SAnsiString& separators,
                               SIArray<SAnsiString>& words, bool quotes)
 {
     WordSplit::makeWords(text, separators, words, quotes);
+}
+
+void SStringHelper::makeWords(std::string_view text, const SAnsiString& separators,
+                              SIArray<std::string_view>& words, bool quotes)
+{
+    WordSplit::makeWords(text, separators, words, quotes);
+}
+
+SAnsiString SStringHelper::joinWords(const SIArray<SAnsiString>& words, const SAnsiString& separator)
+{
+    std::uint64_t units = 0;
+    for (const SAnsiString& word : words) {
+        units += viewOf(word).size() + viewOf(separator).size();
+    }
+    if (units == 0) {
+        return SAnsiString();
+    }
+    Builder joined(units);
+    for (const SAnsiString& word : words) {
+        if (&word != &*words.begin()) {
+            append(joined, viewOf(separator));
+        }
+        append(joined, viewOf(word));
+    }
+    return SAnsiString(joined.take());
+}
+
+unsigned int SStringHelper::replaceAll(SAnsiString& text, const SAnsiString& wanted,
+                                       const SAnsiString& replacement)
+{
+    const std::string_view pattern = viewOf(wanted);
+    const char* at = text.getString();
+    const char* hit = pattern.empty() ? nullptr : findWhole(at, pattern);
+    if (hit == nullptr) {
+        return 0;
+    }
+    Builder replaced;
+    unsigned int count = 0;
+    for (; hit != nullptr; hit = findWhole(at, pattern)) {
+        append(replaced, std::string_view(at, static_cast<std::size_t>(hit - at)));
+        append(replaced, viewOf(replacement));
+        at = hit + pattern.size();
+        ++count;
+    }
+    append(replaced, at);
+    text = SAnsiString(replaced.take());
+    return count;
+}
+
+unsigned int SStringHelper::replaceAll(SAnsiString& text, char wanted, char replacement)
+{
+    using Character = SAnsiString::character;
+    return replaceAll(text, SAnsiString(Character(wanted)), SAnsiString(Character(replacement)));
 }
 
 } // namespace MorvexA106

@@ -1,8 +1,8 @@
 #include "morvex/wordsplit.h"
 
-#include "morvex/textunits.h"
+#include "morvex/characters.h"
+#include "morvex/sstrtok.h"
 
-#include <string_view>
 #include <utility>
 
 namespace MorvexA106::WordSplit
@@ -15,89 +15,84 @@ namespace
 class Splitter
 {
 public:
-    Splitter(const char* text, const char* separators, bool quotes)
-        : m_at(text),
+    Splitter(std::string_view text, const SAnsiString& separators, bool quotes)
+        : m_at(text.data()),
+          m_end(text.data() + text.size()),
           m_separators(separators),
           m_quotes(quotes)
     {}
 
     bool next(std::string_view& word)
     {
-        while (isSeparator()) {
-            advance();
-        }
-        if (*m_at == 0) {
+        skip([this] { return isSeparator(); });
+        if (m_at == m_end) {
             return false;
         }
-        word = isQuote() ? quotedWord() : plainWord();
+        word = isQuote() ? quotedWord() : skip([this] { return !isQuote() && !isSeparator(); });
         return true;
     }
 
 private:
     std::string_view quotedWord()
     {
-        advance();
-        const char* const begin = m_at;
-        while (*m_at != 0 && !isQuote()) {
-            advance();
-        }
-        const std::string_view word(begin, static_cast<std::size_t>(m_at - begin));
-        advance();
+        ++m_at;
+        const std::string_view word = skip([this] { return !isQuote(); });
+        m_at += m_at != m_end ? 1 : 0;
         return word;
     }
 
-    std::string_view plainWord()
+    /// What was stepped over.
+    template <class Condition>
+    std::string_view skip(Condition condition)
     {
         const char* const begin = m_at;
-        while (*m_at != 0 && !isQuote() && !isSeparator()) {
-            advance();
+        while (m_at != m_end && condition()) {
+            m_at += size();
         }
         return std::string_view(begin, static_cast<std::size_t>(m_at - begin));
     }
 
+    std::size_t size() const noexcept { return m_bytewise ? 1 : Characters::sizeAt(m_at, m_end, m_locale); }
     bool isQuote() const noexcept { return m_quotes && *m_at == '"'; }
 
-    bool isSeparator() const noexcept
-    {
-        // A quote begins a word even where it is named as a separator.
-        if (*m_at == 0 || isQuote()) {
-            return false;
-        }
-        const std::string_view wanted = characterAt(m_at);
-        for (const char* walk = m_separators; *walk != 0; walk += m_walker.step(walk)) {
-            if (characterAt(walk) == wanted) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    std::string_view characterAt(const char* text) const noexcept
-    {
-        return std::string_view(text, m_walker.step(text));
-    }
-
-    /// The terminator holds the walk.
-    void advance() noexcept { m_at += m_walker.step(m_at); }
+    /// A quote begins a word even where it is named as a separator.
+    bool isSeparator() const noexcept { return !isQuote() && m_separators.contains(m_at, size()); }
 
     const char* m_at;
-    const char* m_separators;
+    const char* m_end;
+    SCharacterSet m_separators;
     bool m_quotes;
-    TextUnits::Walker<char, 0> m_walker;
+    Platform::LocaleText m_locale = Platform::LocaleText::current();
+
+    /// No byte of a longer character looks like a quote or a separator.
+    bool m_bytewise = m_locale.isSingleByte() || (m_locale.isUtf8() && m_separators.isAscii());
 };
+
+/// The words as `Word`s.
+template <class Word>
+void makeWordsOf(std::string_view text, const SAnsiString& separators, SIArray<Word>& words, bool quotes)
+{
+    // Collected apart, since the text may be one of the words that are replaced.
+    SIArray<Word> found;
+    Splitter splitter(text, separators, quotes);
+    for (std::string_view word; splitter.next(word);) {
+        found.Add(Word(word));
+    }
+    words = std::move(found);
+}
 
 } // namespace
 
 void makeWords(const SAnsiString& text, const SAnsiString& separators, SIArray<SAnsiString>& words,
                bool quotes)
 {
-    // Collected apart, since the text may be one of the words that are replaced.
-    SIArray<SAnsiString> found;
-    Splitter splitter(text.getString(), separators.getString(), quotes);
-    for (std::string_view word; splitter.next(word);) {
-        found.Add(SAnsiString(word));
-    }
-    words = std::move(found);
+    makeWordsOf(text.getString(), separators, words, quotes);
+}
+
+void makeWords(std::string_view text, const SAnsiString& separators, SIArray<std::string_view>& words,
+               bool quotes)
+{
+    makeWordsOf(text, separators, words, quotes);
 }
 
 } // namespace MorvexA106::WordSplit
