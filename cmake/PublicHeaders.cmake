@@ -3,6 +3,7 @@
 set(MORVEX_PUBLIC_HEADERS
   morvex/codesetconverter.h
   morvex/export.h
+  morvex/mbcscodesetconverter.h
   morvex/morvex.h
   morvex/paramlineargs.h
   morvex/refcount.h
