@@ -30,6 +30,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sstringhelper.h
   morvex/sstringimpl.h
   morvex/sstringkeys.h
+  morvex/sstringstream.h
   morvex/sstrtok.h
   morvex/terminatingthread.h
   morvex/types.h

@@ -28,6 +28,7 @@
 #include "morvex/sstringconv.h"
 #include "morvex/sstringhelper.h"
 #include "morvex/sstringkeys.h"
+#include "morvex/sstringstream.h"
 #include "morvex/sstrtok.h"
 #include "morvex/types.h"
 #include "morvex/utfconverter.h"

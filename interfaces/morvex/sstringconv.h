@@ -294,12 +294,11 @@ template <SNumberText<unsigned short> Text, SInteger N>
 /// Append a number's text to a string, as the `ToString` of its width: `text << "error " << code`. Text can stand
 /// between the numbers; characters and truth values can't, since their numbers and texts are easily mistaken for
 /// each other.
-template <class T, int M, class N>
-requires(SInteger<N> || SReal<N>) SString_t<T, M>
-&operator<<(SString_t<T, M>& text, N value)
+template <class T, int M, SNumber N>
+SString_t<T, M>& operator<<(SString_t<T, M>& text, N value)
 {
-    T digits[SAnsiStringConv::integerRoom];
     using Conv = std::conditional_t<sizeof(T) == 1, SAnsiStringConv, SWCharStringConv>;
+    T digits[Conv::integerRoom];
     text.concat(digits, Conv::ToBuffer(value, digits));
     return text;
 }

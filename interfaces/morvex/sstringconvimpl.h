@@ -32,6 +32,9 @@ concept SInteger = std::integral<N> && sizeof(N) <= sizeof(std::uint64_t) &&
 template <class F>
 concept SReal = std::same_as<F, double> || std::same_as<F, float>;
 
+template <class N>
+concept SNumber = SInteger<N> || SReal<N>;
+
 namespace NumberText
 {
 

@@ -66,11 +66,12 @@ T* putInteger(T* at, std::uint64_t magnitude, bool negative, unsigned int base) 
                       : NumberText::writeInBase(at, magnitude, base);
 }
 
-/// Needs `realRoom`; returns the end. What is no number has a sign, which says nothing, and is written without.
+/// Needs `realRoom`, the terminator's unit included; returns the end. What is no number has a sign, which says nothing, and is written without.
 template <class F>
 char* putReal(char* at, F value) noexcept
 {
-    return std::to_chars(at, at + realRoom, std::isnan(value) ? std::numeric_limits<F>::quiet_NaN() : value)
+    return std::to_chars(at, at + realRoom - 1,
+                         std::isnan(value) ? std::numeric_limits<F>::quiet_NaN() : value)
         .ptr;
 }
 
@@ -231,7 +232,7 @@ unsigned int writeReal(std::span<T> buffer, F value) noexcept
 {
     char digits[realRoom];
     if constexpr (sizeof(T) == 1) {
-        if (buffer.size() > realRoom) {
+        if (buffer.size() >= realRoom) {
             char* const end = putReal(buffer.data(), value);
             *end = 0;
             return static_cast<unsigned int>(end - buffer.data());
