@@ -1,6 +1,6 @@
 #include "morvex/utfkernels.h"
 
-#include "morvex/utfscalar.h"
+#include "morvex/utfvectors.h"
 
 namespace MorvexA106::UtfKernels
 {
@@ -8,73 +8,68 @@ namespace MorvexA106::UtfKernels
 namespace
 {
 
-/// A character and the units it was read from; `length` is 0 where none begins.
-struct Decoded
+/// What makes a continuation byte a number of six bits, and any other a larger one.
+std::uint32_t bitsOf(Byte continuation) noexcept
 {
-    std::uint32_t character;
-    int length;
-};
-
-constexpr Decoded none = {0, 0};
-
-bool isContinuation(Byte byte) noexcept
-{
-    return (byte & 0xC0) == 0x80;
+    return continuation ^ 0x80u;
 }
 
-Decoded decodeTwo(const Byte* text, std::ptrdiff_t size) noexcept
+// The decoders below store a character and return the units that it takes, or 0 where no well-formed one begins.
+// Results in two registers, not one structure, are what makes them fast.
+
+int decodeTwo(const Byte* text, std::ptrdiff_t size, std::uint32_t& character) noexcept
 {
-    if (size < 2 || !isContinuation(text[1])) {
-        return none;
+    if (text[0] < 0xC2 || size < 2 || bitsOf(text[1]) > 0x3F) {
+        return 0;
     }
-    return {(text[0] & 0x1Fu) << 6 | (text[1] & 0x3Fu), 2};
+    character = (text[0] & 0x1Fu) << 6 | bitsOf(text[1]);
+    return 2;
 }
 
-Decoded decodeThree(const Byte* text, std::ptrdiff_t size) noexcept
+int decodeThree(const Byte* text, std::ptrdiff_t size, std::uint32_t& character) noexcept
 {
-    if (size < 3 || !isContinuation(text[1]) || !isContinuation(text[2])) {
-        return none;
+    if (size < 3 || (bitsOf(text[1]) | bitsOf(text[2])) > 0x3F) {
+        return 0;
     }
-    const std::uint32_t character = (text[0] & 0x0Fu) << 12 | (text[1] & 0x3Fu) << 6 | (text[2] & 0x3Fu);
-    return character < 0x800 || isSurrogate(character) ? none : Decoded{character, 3};
+    character = (text[0] & 0x0Fu) << 12 | bitsOf(text[1]) << 6 | bitsOf(text[2]);
+    return character < 0x800 || isSurrogate(character) ? 0 : 3;
 }
 
-Decoded decodeFour(const Byte* text, std::ptrdiff_t size) noexcept
+int decodeFour(const Byte* text, std::ptrdiff_t size, std::uint32_t& character) noexcept
 {
-    if (size < 4 || !isContinuation(text[1]) || !isContinuation(text[2]) || !isContinuation(text[3])) {
-        return none;
+    if (text[0] > 0xF4 || size < 4 || (bitsOf(text[1]) | bitsOf(text[2]) | bitsOf(text[3])) > 0x3F) {
+        return 0;
     }
-    const std::uint32_t character =
-        (text[0] & 0x07u) << 18 | (text[1] & 0x3Fu) << 12 | (text[2] & 0x3Fu) << 6 | (text[3] & 0x3Fu);
-    return character < 0x10000 || character > 0x10FFFF ? none : Decoded{character, 4};
+    character = (text[0] & 0x07u) << 18 | bitsOf(text[1]) << 12 | bitsOf(text[2]) << 6 | bitsOf(text[3]);
+    return character < 0x10000 || character > 0x10FFFF ? 0 : 4;
 }
 
 /// The text must not be at its end.
-Decoded decodeUtf8(const Byte* text, const Byte* end) noexcept
+int decodeUtf8(const Byte* text, const Byte* end, std::uint32_t& character) noexcept
 {
     const Byte lead = *text;
     if (lead < 0x80) {
-        return {lead, 1};
-    }
-    if (lead < 0xC2 || lead > 0xF4) {
-        return none;
+        character = lead;
+        return 1;
     }
     if (lead < 0xE0) {
-        return decodeTwo(text, end - text);
+        return decodeTwo(text, end - text, character);
     }
-    return lead < 0xF0 ? decodeThree(text, end - text) : decodeFour(text, end - text);
+    return lead < 0xF0 ? decodeThree(text, end - text, character) : decodeFour(text, end - text, character);
 }
 
 /// The text must not be at its end.
-Decoded decodeUtf16(const Unit* text, const Unit* end) noexcept
+int decodeUtf16(const Unit* text, const Unit* end, std::uint32_t& character) noexcept
 {
-    if (!isSurrogate(*text)) {
-        return {*text, 1};
+    character = *text;
+    if (!isSurrogate(character)) {
+        return 1;
     }
-    if (!isHighSurrogate(*text) || end - text < 2 || !isLowSurrogate(text[1])) {
-        return none;
+    if (!isHighSurrogate(character) || end - text < 2 || !isLowSurrogate(text[1])) {
+        return 0;
     }
-    return {joinSurrogates(text[0], text[1]), 2};
+    character = joinSurrogates(text[0], text[1]);
+    return 2;
 }
 
 int utf8Size(std::uint32_t character) noexcept
@@ -86,19 +81,19 @@ Converted<Byte, Unit> scalarUtf8ToUtf16(const Byte* source, const Byte* sourceEn
                                         const Unit* targetEnd) noexcept
 {
     while (source < sourceEnd && target < targetEnd) {
-        const Decoded decoded = decodeUtf8(source, sourceEnd);
-        if (decoded.length == 0) {
+        std::uint32_t character = 0;
+        const int length = decodeUtf8(source, sourceEnd, character);
+        if (length == 0 || (length == 4 && targetEnd - target < 2)) {
             break;
         }
-        if (decoded.length < 4) {
-            *target++ = static_cast<Unit>(decoded.character);
-        } else if (targetEnd - target >= 2) {
-            writePair(decoded.character, target);
-            target += 2;
+        if (length == 4) {
+            writePair(character, target);
+            ++target;
         } else {
-            break;
+            *target = static_cast<Unit>(character);
         }
-        source += decoded.length;
+        ++target;
+        source += length;
     }
     return {source, target};
 }
@@ -107,13 +102,14 @@ Converted<Unit, Byte> scalarUtf16ToUtf8(const Unit* source, const Unit* sourceEn
                                         const Byte* targetEnd) noexcept
 {
     while (source < sourceEnd) {
-        const Decoded decoded = decodeUtf16(source, sourceEnd);
-        const int size = utf8Size(decoded.character);
-        if (decoded.length == 0 || targetEnd - target < size) {
+        std::uint32_t character = 0;
+        const int length = decodeUtf16(source, sourceEnd, character);
+        const int size = utf8Size(character);
+        if (length == 0 || targetEnd - target < size) {
             break;
         }
-        writeUtf8(decoded.character, size, target);
-        source += decoded.length;
+        writeUtf8(character, size, target);
+        source += length;
         target += size;
     }
     return {source, target};
@@ -121,29 +117,32 @@ Converted<Unit, Byte> scalarUtf16ToUtf8(const Unit* source, const Unit* sourceEn
 
 Counted scalarCountUtf8(const Byte* source, const Byte* sourceEnd) noexcept
 {
-    Counted counted = {source, 0, 0};
-    while (counted.stop < sourceEnd) {
-        const Decoded decoded = decodeUtf8(counted.stop, sourceEnd);
-        if (decoded.length == 0) {
+    std::size_t characters = 0;
+    std::size_t fours = 0;
+    while (source < sourceEnd) {
+        std::uint32_t character = 0;
+        const int length = decodeUtf8(source, sourceEnd, character);
+        if (length == 0) {
             break;
         }
-        counted.stop += decoded.length;
-        counted.characters += 1;
-        counted.units16 += decoded.length < 4 ? 1 : 2;
+        source += length;
+        ++characters;
+        fours += length == 4 ? 1 : 0;
     }
-    return counted;
+    return {source, characters, characters + fours};
 }
 
 Sized scalarUtf8SizeOfUtf16(const Unit* source, const Unit* sourceEnd) noexcept
 {
     Sized sized = {source, 0};
     while (sized.stop < sourceEnd) {
-        const Decoded decoded = decodeUtf16(sized.stop, sourceEnd);
-        if (decoded.length == 0) {
+        std::uint32_t character = 0;
+        const int length = decodeUtf16(sized.stop, sourceEnd, character);
+        if (length == 0) {
             break;
         }
-        sized.stop += decoded.length;
-        sized.bytes += static_cast<std::size_t>(utf8Size(decoded.character));
+        sized.stop += length;
+        sized.bytes += static_cast<std::size_t>(utf8Size(character));
     }
     return sized;
 }
@@ -172,14 +171,42 @@ const Kernels scalarKernels = {
     scalarUtf8ToUtf16,           scalarUtf16ToUtf8,           scalarCountUtf8, scalarUtf8SizeOfUtf16,
     scalarCopyAscii<Byte, Unit>, scalarCopyAscii<Unit, Byte>, scalarFindZero};
 
+namespace
+{
+
+/// The wider loops leave what is shorter than their vectors to the narrower ones.
+bool hasLevel(Level level) noexcept
+{
+    switch (level) {
+    case Level::sse2:
+        return __builtin_cpu_supports("sse2") != 0;
+    case Level::avx2:
+        return hasLevel(Level::sse2) && __builtin_cpu_supports("avx2") != 0 &&
+               __builtin_cpu_supports("popcnt") != 0;
+    default:
+        return true;
+    }
+}
+
+const Kernels& chooseKernels() noexcept
+{
+    // Needed where a constructor of static storage may ask before the compiler's own has run.
+    __builtin_cpu_init();
+    return hasLevel(Level::avx2) ? avx2Kernels : hasLevel(Level::sse2) ? sse2Kernels : scalarKernels;
+}
+
+} // namespace
+
 const Kernels* kernelsOf(Level level) noexcept
 {
-    return level == Level::scalar ? &scalarKernels : nullptr;
+    static constexpr const Kernels* kernels[] = {&scalarKernels, &sse2Kernels, &avx2Kernels};
+    return hasLevel(level) ? kernels[static_cast<int>(level)] : nullptr;
 }
 
 const Kernels& best() noexcept
 {
-    return scalarKernels;
+    static const Kernels& chosen = chooseKernels();
+    return chosen;
 }
 
 } // namespace MorvexA106::UtfKernels

@@ -44,6 +44,10 @@ inline void writePair(std::uint32_t character, Unit* target) noexcept
 inline void writeUtf8(std::uint32_t character, int size, Byte* target) noexcept
 {
     static constexpr Byte marks[] = {0x00, 0x00, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC};
+    if (size == 1) {
+        *target = static_cast<Byte>(character);
+        return;
+    }
     for (int last = size - 1; last > 0; --last) {
         target[last] = static_cast<Byte>(0x80 | (character & 0x3F));
         character >>= 6;
