@@ -57,6 +57,8 @@ void makeRows(Rows& rows, const Texts& texts, bool first)
     }
     addNumberRows(rows, texts);
     Peer::addAll(&Peer::Parts::numbers, rows, texts);
+    addTokenRows(rows, texts);
+    Peer::addAll(&Peer::Parts::tokens, rows, texts);
 }
 
 /// A locale of two-byte characters has rows of its own.
