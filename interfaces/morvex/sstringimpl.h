@@ -369,10 +369,15 @@ public:
     /// Appends one unit; a zero appends nothing.
     void concat(T unit)
     {
-        if (unit != 0 && hasRoomFor(1)) {
-            const T ending[] = {unit, 0}; // one store
-            std::memcpy(m_buffer->getBuffer() + m_buffer->m_length++, ending, sizeof ending);
-        } else if (unit != 0) {
+        if (unit == 0) {
+            return;
+        }
+        SStringBuffer* buffer = m_buffer;
+        if (hasRoomFor(1)) [[likely]] {
+            T* end = buffer->getBuffer() + buffer->m_length++;
+            end[0] = unit;
+            end[1] = 0;
+        } else {
             *concatAllocSlow(1) = unit;
         }
     }
@@ -540,7 +545,7 @@ protected:
     /// Appends units, which may be a part of this string's text: what is there stays where it is if there is room.
     void appendUnits(const T* text, std::size_t count)
     {
-        if (hasRoomFor(count)) {
+        if (hasRoomFor(count)) [[likely]] {
             std::memcpy(concatAllocHelper(count), text, count * sizeof(T));
         } else {
             concatUnits(text, count, count);
@@ -582,7 +587,9 @@ private:
     /// True when an append of that many units, more than none, can be written where the text ends.
     bool hasRoomFor(std::uint64_t units) const noexcept
     {
-        return units != 0 && m_buffer->m_length + units < m_buffer->m_capacity && isPrivate();
+        const SStringBuffer* buffer = m_buffer;
+        return units != 0 && buffer->m_length + units < buffer->m_capacity &&
+               buffer->m_refCount.load(std::memory_order_acquire) == 1;
     }
 
     T* concatAllocSlow(std::uint64_t units);

@@ -10,17 +10,18 @@
 namespace MorvexA106::AsciiFold
 {
 
-/// Whether the letter i counts as having two cases: in some locales I is not its capital.
-enum class LetterI
+/// How far two texts are the same.
+struct Prefix
 {
-    apart,
-    folded
+    std::size_t length;
+
+    /// The letter i stands there in its two cases, which are not each other's in every locale.
+    bool needsI;
 };
 
-/// Bytes from the start that are the same without case: both below 0x80, no terminator, and identical or the two cases
-/// of a letter. With the letter i apart this holds in every locale.
-MORVEX_EXPORT std::size_t equalPrefix(const char* left, const char* right, std::size_t length,
-                                      LetterI letterI) noexcept;
+/// The beginning that is the same without case: both bytes below 0x80, none of them zero, and identical or the two
+/// cases of a letter.
+MORVEX_EXPORT Prefix equalPrefix(const char* left, const char* right, std::size_t length) noexcept;
 
 /// The small letter of an ASCII byte, and every other byte as it is.
 constexpr unsigned char folded(char byte) noexcept

@@ -10,7 +10,6 @@
 namespace MorvexA106::Multibyte
 {
 
-using AsciiFold::LetterI;
 using Platform::LocaleText;
 using Platform::WideCode;
 
@@ -108,30 +107,27 @@ const char* findText(const char* text, const char* pattern) noexcept
 
 int compareNoCase(const char* left, const char* right, std::size_t common)
 {
-    std::size_t same = AsciiFold::equalPrefix(left, right, common, LetterI::apart);
-    bool foldsI = false;
-    if (AsciiFold::folded(left[same]) == 'i' && AsciiFold::folded(right[same]) == 'i') {
-        foldsI = Platform::toLower('I') == 'i';
-        same +=
-            foldsI ? AsciiFold::equalPrefix(left + same, right + same, common - same, LetterI::folded) : 0;
+    const AsciiFold::Prefix same = AsciiFold::equalPrefix(left, right, common);
+    const char l = left[same.length];
+    const char r = right[same.length];
+    const auto foldsI = [] { return Platform::toLower('I') == 'i'; };
+    if (same.needsI && !foldsI()) {
+        return Platform::collateNoCase(left, right);
     }
-    const char l = left[same];
-    const char r = right[same];
     if (l == 0 && r == 0) {
         return 0;
     }
     // Where I has another small letter, it does not tell the order.
-    const bool decides = AsciiFold::areAscii(l, r) && (foldsI || (l != 'I' && r != 'I'));
-    if (decides && Platform::collationIsByteOrder()) {
-        return AsciiFold::folded(l) - AsciiFold::folded(r);
-    }
-    return Platform::collateNoCase(left, right);
+    const bool decides =
+        AsciiFold::areAscii(l, r) && Platform::collationIsByteOrder() && ((l != 'I' && r != 'I') || foldsI());
+    return decides ? AsciiFold::folded(l) - AsciiFold::folded(r) : Platform::collateNoCase(left, right);
 }
 
 int compareBytesNoCase(const char* left, const char* right, std::size_t common) noexcept
 {
-    const std::size_t same = AsciiFold::equalPrefix(left, right, common, LetterI::apart);
-    for (left += same, right += same;; ++left, ++right) {
+    const AsciiFold::Prefix same = AsciiFold::equalPrefix(left, right, common);
+    const std::size_t begin = same.needsI ? 0 : same.length;
+    for (left += begin, right += begin;; ++left, ++right) {
         const int l = std::tolower(static_cast<unsigned char>(*left));
         const int r = std::tolower(static_cast<unsigned char>(*right));
         if (l != r || l == 0) {

@@ -13,7 +13,9 @@ using TextUnits::Walker;
 template <class T, int M>
 void SStringIterator_t<T, M>::stepMultibyte() noexcept
 {
-    m_cursor += Walker<T, M>().step(m_cursor);
+    if constexpr (M == 0) {
+        m_cursor += Platform::stepOf(m_cursor);
+    }
 }
 
 template <class T, int M>

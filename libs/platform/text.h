@@ -84,6 +84,9 @@ private:
     Form m_form;
 };
 
+/// As `LocaleText::current().step(text)`, for those who step once.
+std::size_t stepOf(const char* text) noexcept;
+
 /// Maps one character by the current locale; a character without a counterpart is returned as it is.
 WideCode toUpper(WideCode character) noexcept;
 WideCode toLower(WideCode character) noexcept;

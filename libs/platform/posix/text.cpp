@@ -277,6 +277,11 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
     return length == static_cast<std::size_t>(-1) ? -1 : static_cast<int>(length);
 }
 
+std::size_t stepOf(const char* text) noexcept
+{
+    return static_cast<std::size_t>(LocaleText::current().step(text));
+}
+
 std::size_t LocaleText::countAll(const char* text) const noexcept
 {
     std::mbstate_t state{};

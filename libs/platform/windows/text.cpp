@@ -84,6 +84,11 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
     return length > 0 && !replaced && character < 0x10000 ? length : -1;
 }
 
+std::size_t stepOf(const char* text) noexcept
+{
+    return static_cast<std::size_t>(LocaleText::current().step(text));
+}
+
 std::size_t LocaleText::countAll(const char*) const noexcept
 {
     return notAll;
