@@ -1,4 +1,4 @@
-// Text against its peers: text_bench [locale...]
+// Text against its peers: text_bench [-r PART-OF-A-ROW'S-NAME] [LOCALE...]
 
 #include "rows.h"
 
@@ -68,7 +68,7 @@ bool isDoubleByte()
 }
 
 /// False where there is no such locale.
-bool runUnder(const char* locale, const Texts& texts, bool first)
+bool runUnder(const char* locale, const std::string& part, const Texts& texts, bool first)
 {
     if (std::setlocale(LC_ALL, locale) == nullptr) {
         std::printf("-- %s is not there; LOCPATH names the folder where locales are looked for\n", locale);
@@ -82,7 +82,7 @@ bool runUnder(const char* locale, const Texts& texts, bool first)
         makeRows(rows, texts, first);
     }
     Bench::printHeading();
-    Bench::printSummary(locale, rows.run());
+    Bench::printSummary(locale, rows.run(part));
     return true;
 }
 
@@ -92,6 +92,11 @@ int main(int count, char** arguments)
 {
     static const char* const usual[] = {"C", "C.UTF-8", "en_US.UTF-8", "ja_JP.CP932"};
     std::vector<const char*> locales(arguments + 1, arguments + count);
+    std::string part;
+    if (locales.size() >= 2 && std::string_view(locales[0]) == "-r") {
+        part = locales[1];
+        locales.erase(locales.begin(), locales.begin() + 2);
+    }
     if (locales.empty()) {
         locales.assign(std::begin(usual), std::end(usual));
     }
@@ -103,7 +108,7 @@ int main(int count, char** arguments)
     const Texts texts;
     std::size_t found = 0;
     for (const char* locale : locales) {
-        found += runUnder(locale, texts, found == 0) ? 1 : 0;
+        found += runUnder(locale, part, texts, found == 0) ? 1 : 0;
     }
     return found == locales.size() ? 0 : 1;
 }

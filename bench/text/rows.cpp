@@ -28,11 +28,13 @@ Bench::Row& Rows::operator[](const std::string& name)
     std::exit(1);
 }
 
-std::vector<Bench::Verdict> Rows::run()
+std::vector<Bench::Verdict> Rows::run(const std::string& part)
 {
     std::vector<Bench::Verdict> verdicts;
     for (Bench::Row& each : m_rows) {
-        verdicts.push_back(each.measure().print());
+        if (each.name().find(part) != std::string::npos) {
+            verdicts.push_back(each.measure().print());
+        }
     }
     return verdicts;
 }

@@ -70,7 +70,8 @@ public:
     /// The row of that name. The program ends where there is none.
     Bench::Row& operator[](const std::string& name);
 
-    std::vector<Bench::Verdict> run();
+    /// Measures the rows whose name has this part.
+    std::vector<Bench::Verdict> run(const std::string& part);
 
 private:
     std::deque<Bench::Row> m_rows; // whose elements stay where they are
