@@ -4,9 +4,11 @@
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
+#include <functional>
 #include <langinfo.h>
 #include <memory>
 #include <new>
+#include <numeric>
 #include <string>
 #include <string_view>
 #include <strings.h>
@@ -145,10 +147,43 @@ bool isNamed(const char* codeset, const char (&name)[Size]) noexcept
 }
 
 /// Characters that are handed to the C library at one go.
-constexpr std::size_t runLength = 128;
+constexpr std::size_t runLength = 512;
 
 /// No locale's character is longer.
 constexpr std::size_t maxEncodedBytes = 16;
+
+/// Loops over so many at a time are turned into vector instructions.
+constexpr std::size_t blockLength = 8;
+
+/// A number as large as the largest character, or somewhat larger.
+WideCode boundOf(const wchar_t* wide, std::size_t count) noexcept
+{
+    WideCode all[blockLength] = {};
+    std::size_t i = 0;
+    for (; i + blockLength <= count; i += blockLength) {
+        for (std::size_t k = 0; k < blockLength; ++k) {
+            all[k] |= static_cast<WideCode>(wide[i + k]);
+        }
+    }
+    for (; i < count; ++i) {
+        all[0] |= static_cast<WideCode>(wide[i]);
+    }
+    return std::accumulate(all, all + blockLength, WideCode{0}, std::bit_or<WideCode>());
+}
+
+/// None may be above U+FFFF.
+void narrow(const wchar_t* wide, std::size_t count, unsigned short* units) noexcept
+{
+    std::size_t i = 0;
+    for (; i + blockLength <= count; i += blockLength) {
+        for (std::size_t k = 0; k < blockLength; ++k) {
+            units[i + k] = static_cast<unsigned short>(wide[i + k]);
+        }
+    }
+    for (; i < count; ++i) {
+        units[i] = static_cast<unsigned short>(wide[i]);
+    }
+}
 
 bool isUtf16(wchar_t character) noexcept
 {
@@ -295,14 +330,22 @@ std::size_t LocaleText::decodeRun(const char*& text, unsigned short* units, std:
     std::mbstate_t state{};
     // Every character may become a pair, and the call must not run ahead of what can be written.
     const std::size_t count = std::mbsrtowcs(wide, &next, std::min(runLength, room / 2), &state);
-    if (count == static_cast<std::size_t>(-1) || !std::all_of(wide, wide + count, isUtf16)) {
+    if (count == static_cast<std::size_t>(-1)) {
         return 0;
+    }
+    const bool single = boundOf(wide, count) <= 0xFFFF;
+    if (!single && !std::all_of(wide, wide + count, isUtf16)) {
+        return 0;
+    }
+    text = next != nullptr ? next : text + std::strlen(text);
+    if (single) {
+        narrow(wide, count, units);
+        return count;
     }
     const unsigned short* begin = units;
     for (std::size_t i = 0; i < count; ++i) {
         units = putUnits(static_cast<WideCode>(wide[i]), units);
     }
-    text = next != nullptr ? next : text + std::strlen(text);
     return static_cast<std::size_t>(units - begin);
 }
 
