@@ -179,6 +179,19 @@ Block<T> makeBlock(std::uint64_t units)
     return block;
 }
 
+/// For that many units and a terminator; what it holds is kept, and when it fails the block as well.
+template <class T>
+void resizeBlock(Block<T>& block, std::uint64_t units)
+{
+    checkRoom<T>(units);
+    void* resized = std::realloc(block.get(), static_cast<std::size_t>(units + 1) * sizeof(T));
+    if (resized == nullptr) {
+        throw SBadAlloc();
+    }
+    static_cast<void>(block.release());
+    block.reset(static_cast<T*>(resized));
+}
+
 /// A part of a text, from its begin to its end.
 template <class T>
 struct Range
@@ -211,43 +224,55 @@ Range<Unit> rangeOf(const SQCAString& text) noexcept
     return {begin, UtfKernels::findZero(begin, begin + text.getNChars())};
 }
 
-/// Bytes that hold the text as UTF-8 in any case: what is well-formed exactly, and three bytes a unit of the rest,
-/// of which a pair takes less.
-std::uint64_t roomForUtf8(Range<Unit> source) noexcept
+/// The units that a result holds at most.
+struct Room
+{
+    std::uint64_t units;
+
+    /// It holds as many, and no zero among them.
+    bool exact;
+};
+
+/// What is well-formed exactly, and three bytes a unit of the rest, of which a pair takes less.
+Room roomForUtf8(Range<Unit> source) noexcept
 {
     const UtfKernels::Sized sized = UtfKernels::utf8SizeOfUtf16(source.begin, source.end);
-    return sized.bytes + std::uint64_t(3) * static_cast<std::size_t>(source.end - sized.stop);
+    return {sized.bytes + std::uint64_t(3) * static_cast<std::size_t>(source.end - sized.stop),
+            sized.stop == source.end};
 }
 
-std::uint64_t roomForUtf8(Range<SUcs4> source) noexcept
+/// A pair is reckoned as its surrogates.
+Room roomForUtf8(Range<SUcs4> source) noexcept
 {
     std::uint64_t bytes = 0;
     for (const SUcs4* unit = source.begin; unit != source.end; ++unit) {
         bytes += static_cast<std::uint64_t>(encodableUtf8(*unit).size);
     }
-    return bytes;
+    return {bytes, false};
 }
 
 /// No byte becomes more than one unit.
-std::uint64_t roomForUtf16(Range<Byte> source) noexcept
+Room roomForUtf16(Range<Byte> source) noexcept
 {
     const UtfKernels::Counted counted = UtfKernels::countUtf8(source.begin, source.end);
-    return std::uint64_t(counted.units16) + static_cast<std::size_t>(source.end - counted.stop);
+    return {std::uint64_t(counted.units16) + static_cast<std::size_t>(source.end - counted.stop),
+            counted.stop == source.end};
 }
 
-std::uint64_t roomForUtf16(Range<SUcs4> source) noexcept
+Room roomForUtf16(Range<SUcs4> source) noexcept
 {
     std::uint64_t units = 0;
     for (const SUcs4* unit = source.begin; unit != source.end; ++unit) {
         units += static_cast<std::uint64_t>(unitsOf(*unit));
     }
-    return units;
+    return {units, true};
 }
 
-std::uint64_t roomForUcs4(Range<Byte> source) noexcept
+Room roomForUcs4(Range<Byte> source) noexcept
 {
     const UtfKernels::Counted counted = UtfKernels::countUtf8(source.begin, source.end);
-    return std::uint64_t(counted.characters) + static_cast<std::size_t>(source.end - counted.stop);
+    return {std::uint64_t(counted.characters) + static_cast<std::size_t>(source.end - counted.stop),
+            counted.stop == source.end};
 }
 
 template <class Source, class Target>
@@ -263,8 +288,8 @@ struct Made
 
 constexpr std::uint64_t failed = UINT64_MAX;
 
-/// Converts into a block of `room` units and one for the terminator, and zeroes what is left of it. Returns the
-/// units before the terminator, or `failed`.
+/// Converts into a block that has room, and a unit for the terminator besides, and zeroes what is left of it.
+/// Returns the units before the terminator, or `failed`.
 template <class Source, class Target>
 std::uint64_t fill(Range<Source> source, Target* block, std::uint64_t room,
                    Conversion<Source, Target> convert)
@@ -280,14 +305,28 @@ std::uint64_t fill(Range<Source> source, Target* block, std::uint64_t room,
 
 /// Null when the conversion fails.
 template <class Source, class Target>
-Made<Target> make(Range<Source> source, std::uint64_t room, Conversion<Source, Target> convert)
+Made<Target> make(Range<Source> source, Room room, Conversion<Source, Target> convert)
 {
-    Block<Target> block = makeBlock<Target>(room);
-    const std::uint64_t length = fill(source, block.get(), room, convert);
+    Block<Target> block = makeBlock<Target>(room.units);
+    const std::uint64_t length = fill(source, block.get(), room.units, convert);
     if (length == failed) {
         return {};
     }
     return {std::move(block), static_cast<unsigned int>(length)};
+}
+
+/// Most text is ASCII, which needs no measuring: only from the first other character on it is measured.
+Made<Byte> makeUtf8(Range<Unit> source)
+{
+    Block<Byte> block = makeBlock<Byte>(source.size());
+    const auto ascii =
+        UtfKernels::narrowAscii(source.begin, source.end, block.get(), block.get() + source.size());
+    const auto asciiBytes = static_cast<std::size_t>(ascii.target - block.get());
+    const Range<Unit> rest = {ascii.source, source.end};
+    const Room room = roomForUtf8(rest);
+    resizeBlock(block, asciiBytes + room.units);
+    const std::uint64_t restBytes = fill(rest, block.get() + asciiBytes, room.units, ConvertUTF16toUTF8);
+    return {std::move(block), static_cast<unsigned int>(asciiBytes + restBytes)};
 }
 
 template <class T>
@@ -304,7 +343,7 @@ void deliver(Made<T> made, CSmartRefCountPtr<UTFBuffer_t<T>>& target)
 }
 
 template <class Source, class Target>
-bool convertInto(CSmartRefCountPtr<UTFBuffer_t<Target>>& target, Range<Source> source, std::uint64_t room,
+bool convertInto(CSmartRefCountPtr<UTFBuffer_t<Target>>& target, Range<Source> source, Room room,
                  Conversion<Source, Target> convert)
 {
     if (source.isEmpty()) {
@@ -321,20 +360,21 @@ bool convertInto(CSmartRefCountPtr<UTFBuffer_t<Target>>& target, Range<Source> s
 
 /// The target changes only when the conversion succeeds.
 template <class Source>
-bool convertInto(SQCAString& target, Range<Source> source, std::uint64_t room,
-                 Conversion<Source, Unit> convert)
+bool convertInto(SQCAString& target, Range<Source> source, Room room, Conversion<Source, Unit> convert)
 {
     if (source.isEmpty()) {
         target.empty();
         return true;
     }
-    TextBuilder<Unit, 1> builder(room);
-    Unit* const begin = builder.extend(room);
+    TextBuilder<Unit, 1> builder(room.units);
+    Unit* const begin = builder.extend(room.units);
     Unit* cursor = begin;
-    if (convert(&source.begin, source.end, &cursor, begin + room) != conversionSuccess) {
+    if (convert(&source.begin, source.end, &cursor, begin + room.units) != conversionSuccess) {
         return false;
     }
-    builder.cutTo(static_cast<std::size_t>(UtfKernels::findZero(begin, cursor) - begin));
+    if (!room.exact) {
+        builder.cutTo(static_cast<std::size_t>(UtfKernels::findZero(begin, cursor) - begin));
+    }
     target = builder.take();
     return true;
 }
@@ -491,7 +531,7 @@ void CUTFConverter::setText(const SAnsiString& text)
     if (!text.isEmpty()) {
         const SQCAString wide = wideForm(text);
         const Range<Unit> source = rangeOf(wide);
-        Made<Byte> encoded = make(source, roomForUtf8(source), ConvertUTF16toUTF8);
+        Made<Byte> encoded = makeUtf8(source);
         made.m_buffer.reset(encoded.block.release());
         made.m_length = encoded.length + 1;
     }
@@ -507,7 +547,8 @@ bool CUTFConverter::UTF8ToUTF16(const unsigned char* source, SQCAString& target)
 bool CUTFConverter::UTF16ToUTF8(const SQCAString& source, Utf8Buffer& target)
 {
     const Range<Unit> text = rangeOf(source);
-    return convertInto(target, text, roomForUtf8(text), ConvertUTF16toUTF8);
+    deliver(text.isEmpty() ? Made<Byte>() : makeUtf8(text), target);
+    return true;
 }
 
 bool CUTFConverter::UTF16ToUTF8(const SQCAString& source, SSimpleBuffer& target)
@@ -517,7 +558,7 @@ bool CUTFConverter::UTF16ToUTF8(const SQCAString& source, SSimpleBuffer& target)
         target.empty();
         return true;
     }
-    const std::uint64_t room = roomForUtf8(text);
+    const std::uint64_t room = roomForUtf8(text).units;
     checkRoom<Byte>(room);
     SSimpleBuffer made;
     Byte* const block = made.getBuffer(static_cast<unsigned int>(room + 1));
@@ -544,7 +585,7 @@ bool CUTFConverter::UTF8ToUCS4(const unsigned char* source, Ucs4Buffer& target)
 bool CUTFConverter::UTF16ToUCS4(const SQCAString& source, Ucs4Buffer& target)
 {
     const Range<Unit> text = rangeOf(source);
-    return convertInto(target, text, text.size(), ConvertUTF16toUCS4);
+    return convertInto(target, text, Room{text.size(), false}, ConvertUTF16toUCS4);
 }
 
 bool CUTFConverter::UCS4ToUTF16(const SUcs4* source, SQCAString& target)

@@ -115,6 +115,12 @@ MORVEX_AVX2_PART Block blockAfter(Vector previous, Vector bytes) noexcept
             _mm256_alignr_epi8(bytes, middle, 13)};
 }
 
+/// Where there are three bytes before it. Loading them anew costs less than shifting.
+MORVEX_AVX2_PART Block blockAt(const Byte* bytes) noexcept
+{
+    return {load(bytes), load(bytes - 1), load(bytes - 2), load(bytes - 3)};
+}
+
 MORVEX_AVX2_PART Vector lookUp(const Shuffle& table, Vector halves) noexcept
 {
     const __m128i half = _mm_loadu_si128(reinterpret_cast<const __m128i*>(table.data()));
@@ -155,7 +161,6 @@ MORVEX_AVX2_PART std::size_t countFours(Vector bytes) noexcept
 MORVEX_AVX2 Counted countUtf8Avx2(const Byte* source, const Byte* sourceEnd) noexcept
 {
     Counted counted = {source, 0, 0};
-    Vector previous = _mm256_setzero_si256();
     bool inside = false;
     for (; sourceEnd - counted.stop >= 2 * vectorBytes; counted.stop += 2 * vectorBytes) {
         const Vector first = load(counted.stop);
@@ -165,13 +170,17 @@ MORVEX_AVX2 Counted countUtf8Avx2(const Byte* source, const Byte* sourceEnd) noe
             counted.units16 += 2 * vectorBytes;
             continue;
         }
-        if (!isZero(either(faultsOf(blockAfter(previous, first)), faultsOf(blockAfter(first, second))))) {
+        const Block block =
+            counted.stop != source ? blockAt(counted.stop) : blockAfter(_mm256_setzero_si256(), first);
+        if (!isZero(either(faultsOf(block), faultsOf(blockAt(counted.stop + vectorBytes))))) {
             break;
         }
         const std::size_t characters = countBegins(first) + countBegins(second);
         counted.characters += characters;
-        counted.units16 += characters + countFours(first) + countFours(second);
-        previous = second;
+        counted.units16 += characters;
+        if (signs(atLeast(_mm256_max_epu8(first, second), 0xF0)) != 0) {
+            counted.units16 += countFours(first) + countFours(second);
+        }
         inside = mayEndInside(signs(second));
     }
     return finishCount(counted, source, sourceEnd, sse2Kernels);
@@ -452,14 +461,25 @@ MORVEX_AVX2 Converted<Unit, Byte> utf16ToUtf8Avx2(const Unit* source, const Unit
     return sse2Kernels.utf16ToUtf8(source, sourceEnd, target, targetEnd);
 }
 
+/// Passes two vectors of units below 0x80 at a time.
+MORVEX_AVX2_PART const Unit* endOfAscii(const Unit* source, const Unit* sourceEnd) noexcept
+{
+    while (sourceEnd - source >= 2 * vectorUnits &&
+           hasNone(either(load(source), load(source + vectorUnits)), allUnits(0xFF80))) {
+        source += 2 * vectorUnits;
+    }
+    return source;
+}
+
 MORVEX_AVX2 Sized utf8SizeOfUtf16Avx2(const Unit* source, const Unit* sourceEnd) noexcept
 {
     Sized sized = {source, 0};
     while (sourceEnd - sized.stop >= vectorUnits) {
         const Vector units = load(sized.stop);
         if (hasNone(units, allUnits(0xFF80))) {
-            sized.bytes += vectorUnits;
-            sized.stop += vectorUnits;
+            const Unit* const end = endOfAscii(sized.stop + vectorUnits, sourceEnd);
+            sized.bytes += static_cast<std::size_t>(end - sized.stop);
+            sized.stop = end;
             continue;
         }
         const Surrogates surrogates = surrogatesOf(units);

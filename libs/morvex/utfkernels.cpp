@@ -44,14 +44,10 @@ int decodeFour(const Byte* text, std::ptrdiff_t size, std::uint32_t& character) 
     return character < 0x10000 || character > 0x10FFFF ? 0 : 4;
 }
 
-/// The text must not be at its end.
-int decodeUtf8(const Byte* text, const Byte* end, std::uint32_t& character) noexcept
+/// The text must begin with a byte from 0x80 on.
+int decodeLong(const Byte* text, const Byte* end, std::uint32_t& character) noexcept
 {
     const Byte lead = *text;
-    if (lead < 0x80) {
-        character = lead;
-        return 1;
-    }
     if (lead < 0xE0) {
         return decodeTwo(text, end - text, character);
     }
@@ -81,8 +77,12 @@ Converted<Byte, Unit> scalarUtf8ToUtf16(const Byte* source, const Byte* sourceEn
                                         const Unit* targetEnd) noexcept
 {
     while (source < sourceEnd && target < targetEnd) {
+        if (*source < 0x80) {
+            *target++ = *source++;
+            continue;
+        }
         std::uint32_t character = 0;
-        const int length = decodeUtf8(source, sourceEnd, character);
+        const int length = decodeLong(source, sourceEnd, character);
         if (length == 0 || (length == 4 && targetEnd - target < 2)) {
             break;
         }
@@ -119,14 +119,17 @@ Counted scalarCountUtf8(const Byte* source, const Byte* sourceEnd) noexcept
 {
     std::size_t characters = 0;
     std::size_t fours = 0;
-    while (source < sourceEnd) {
+    for (; source < sourceEnd; ++characters) {
+        if (*source < 0x80) {
+            ++source;
+            continue;
+        }
         std::uint32_t character = 0;
-        const int length = decodeUtf8(source, sourceEnd, character);
+        const int length = decodeLong(source, sourceEnd, character);
         if (length == 0) {
             break;
         }
         source += length;
-        ++characters;
         fours += length == 4 ? 1 : 0;
     }
     return {source, characters, characters + fours};

@@ -75,9 +75,33 @@ MORVEX_SSE2_PART Vector below(Vector bytes, int end) noexcept
     return _mm_cmplt_epi8(bytes, allBytes(end));
 }
 
-MORVEX_SSE2_PART std::size_t bitsIn(std::uint32_t bits) noexcept
+/// The number of bytes in a mask that are all ones; the others are zero. The processor need not know how to count
+/// bits.
+MORVEX_SSE2_PART std::size_t countOf(Vector mask) noexcept
 {
-    return static_cast<std::size_t>(std::popcount(bits));
+    const Vector sums = _mm_sad_epu8(both(mask, allBytes(1)), _mm_setzero_si128());
+    return static_cast<std::size_t>(_mm_cvtsi128_si32(sums) + _mm_extract_epi16(sums, 4));
+}
+
+/// Those that are not below 0x80 among the first units of a text, as the bits of a mask say, `bits` of them a unit:
+/// where they begin and where they end.
+template <class T>
+struct Run
+{
+    const T* begin;
+    const T* end;
+};
+
+/// A run that reaches the vector's end goes on as far behind it as a character can, so that none is cut in two.
+template <class T, int bits>
+Run<T> firstRun(const T* source, const T* sourceEnd, std::uint32_t mask) noexcept
+{
+    constexpr std::ptrdiff_t units = 16 / bits;
+    constexpr std::ptrdiff_t behind = bits == 1 ? 3 : 1;
+    const std::ptrdiff_t begin = std::countr_zero(mask) / bits;
+    const std::ptrdiff_t end = std::countr_one(mask >> std::countr_zero(mask)) / bits + begin;
+    const std::ptrdiff_t most = end < units ? end : units + behind;
+    return {source + begin, sourceEnd - source < most ? sourceEnd : source + most};
 }
 
 // --- Blocks of UTF-8 ----------------------------------------------------------------------------------------
@@ -134,8 +158,8 @@ MORVEX_SSE2 Counted countUtf8Sse2(const Byte* source, const Byte* sourceEnd) noe
             if (faultsOf(blockAfter(previous, bytes)) != 0) {
                 break;
             }
-            characters = bitsIn(signs(_mm_cmpgt_epi8(bytes, allBytes(0xBF))));
-            fours = bitsIn(signs(atLeast(bytes, 0xF0)));
+            characters = countOf(_mm_cmpgt_epi8(bytes, allBytes(0xBF)));
+            fours = countOf(_mm_cmpeq_epi8(_mm_max_epu8(bytes, allBytes(0xF0)), bytes));
         }
         counted.characters += characters;
         counted.units16 += characters + fours;
@@ -151,41 +175,28 @@ MORVEX_SSE2_PART void widen(Unit* target, Vector bytes) noexcept
     store(target + vectorUnits, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
 }
 
-/// Begins with a unit from 0x80 on; goes up to one below. It also ends somewhere, so that text that is not
-/// well-formed all the way is not walked through anew for each of its characters.
-template <class T>
-MORVEX_SSE2_PART const T* endOfRun(const T* source, const T* sourceEnd) noexcept
-{
-    constexpr std::ptrdiff_t longest = 64;
-    const T* const limit = sourceEnd - source < longest ? sourceEnd : source + longest;
-    while (source < limit && *source >= 0x80) {
-        ++source;
-    }
-    return source;
-}
-
 MORVEX_SSE2 Converted<Byte, Unit> utf8ToUtf16Sse2(const Byte* source, const Byte* sourceEnd, Unit* target,
                                                   const Unit* targetEnd) noexcept
 {
-    Converted<Byte, Unit> at = {source, target};
-    while (sourceEnd - at.source >= vectorBytes && targetEnd - at.target >= vectorBytes) {
-        const Vector bytes = load(at.source);
+    while (sourceEnd - source >= vectorBytes && targetEnd - target >= vectorBytes) {
+        const Vector bytes = load(source);
         const std::uint32_t notAscii = signs(bytes);
-        widen(at.target, bytes);
-        const int ascii = std::countr_zero(notAscii | 1u << vectorBytes);
-        at.source += ascii;
-        at.target += ascii;
-        if (ascii < vectorBytes) {
-            const Byte* const end = endOfRun(at.source, sourceEnd);
-            const Converted<Byte, Unit> after =
-                scalarKernels.utf8ToUtf16(at.source, end, at.target, targetEnd);
-            if (after.source == at.source) {
-                return at;
-            }
-            at = after;
+        widen(target, bytes);
+        if (notAscii == 0) {
+            source += vectorBytes;
+            target += vectorBytes;
+            continue;
         }
+        const Run<Byte> run = firstRun<Byte, 1>(source, sourceEnd, notAscii);
+        target += run.begin - source;
+        const Converted<Byte, Unit> after = scalarKernels.utf8ToUtf16(run.begin, run.end, target, targetEnd);
+        if (after.source == run.begin) {
+            return after;
+        }
+        source = after.source;
+        target = after.target;
     }
-    return scalarKernels.utf8ToUtf16(at.source, sourceEnd, at.target, targetEnd);
+    return scalarKernels.utf8ToUtf16(source, sourceEnd, target, targetEnd);
 }
 
 // --- Blocks of UTF-16 ---------------------------------------------------------------------------------------
@@ -206,25 +217,25 @@ MORVEX_SSE2_PART void narrow(Byte* target, Vector units) noexcept
 MORVEX_SSE2 Converted<Unit, Byte> utf16ToUtf8Sse2(const Unit* source, const Unit* sourceEnd, Byte* target,
                                                   const Byte* targetEnd) noexcept
 {
-    Converted<Unit, Byte> at = {source, target};
-    while (sourceEnd - at.source >= vectorUnits && targetEnd - at.target >= vectorBytes) {
-        const Vector units = load(at.source);
+    while (sourceEnd - source >= vectorUnits && targetEnd - target >= vectorBytes) {
+        const Vector units = load(source);
         const std::uint32_t notAscii = notAsciiUnits(units);
-        narrow(at.target, units);
-        const int ascii = std::countr_zero(notAscii | 1u << vectorBytes) / 2;
-        at.source += ascii;
-        at.target += ascii;
-        if (ascii < vectorUnits) {
-            const Unit* const end = endOfRun(at.source, sourceEnd);
-            const Converted<Unit, Byte> after =
-                scalarKernels.utf16ToUtf8(at.source, end, at.target, targetEnd);
-            if (after.source == at.source) {
-                return at;
-            }
-            at = after;
+        narrow(target, units);
+        if (notAscii == 0) {
+            source += vectorUnits;
+            target += vectorUnits;
+            continue;
         }
+        const Run<Unit> run = firstRun<Unit, 2>(source, sourceEnd, notAscii);
+        target += run.begin - source;
+        const Converted<Unit, Byte> after = scalarKernels.utf16ToUtf8(run.begin, run.end, target, targetEnd);
+        if (after.source == run.begin) {
+            return after;
+        }
+        source = after.source;
+        target = after.target;
     }
-    return scalarKernels.utf16ToUtf8(at.source, sourceEnd, at.target, targetEnd);
+    return scalarKernels.utf16ToUtf8(source, sourceEnd, target, targetEnd);
 }
 
 /// Not zero where one of the units is a surrogate.
@@ -233,10 +244,10 @@ MORVEX_SSE2_PART std::uint32_t surrogatesIn(Vector units) noexcept
     return signs(_mm_cmpeq_epi16(both(units, allUnits(0xF800)), allUnits(0xD800)));
 }
 
-/// Signs, two a unit, of the units none of whose given bits is set.
-MORVEX_SSE2_PART std::uint32_t unitsWithout(Vector units, int bits) noexcept
+/// The mask of the units none of whose given bits is set.
+MORVEX_SSE2_PART Vector without(Vector units, int bits) noexcept
 {
-    return signs(_mm_cmpeq_epi16(both(units, allUnits(bits)), _mm_setzero_si128()));
+    return _mm_cmpeq_epi16(both(units, allUnits(bits)), _mm_setzero_si128());
 }
 
 MORVEX_SSE2 Sized utf8SizeOfUtf16Sse2(const Unit* source, const Unit* sourceEnd) noexcept
@@ -245,8 +256,8 @@ MORVEX_SSE2 Sized utf8SizeOfUtf16Sse2(const Unit* source, const Unit* sourceEnd)
     while (sourceEnd - sized.stop >= vectorUnits) {
         const Vector units = load(sized.stop);
         if (surrogatesIn(units) == 0) {
-            sized.bytes += 3 * vectorUnits - bitsIn(unitsWithout(units, 0xFF80)) / 2;
-            sized.bytes -= bitsIn(unitsWithout(units, 0xF800)) / 2;
+            const Vector fewer = _mm_packs_epi16(without(units, 0xFF80), without(units, 0xF800));
+            sized.bytes += 3 * vectorUnits - countOf(fewer);
             sized.stop += vectorUnits;
             continue;
         }
@@ -301,7 +312,7 @@ MORVEX_SSE2 Converted<Unit, Byte> narrowAsciiSse2(const Unit* source, const Unit
 MORVEX_SSE2 const Unit* findZeroSse2(const Unit* source, const Unit* sourceEnd) noexcept
 {
     for (; sourceEnd - source >= vectorUnits; source += vectorUnits) {
-        const std::uint32_t zeros = unitsWithout(load(source), 0xFFFF);
+        const std::uint32_t zeros = signs(without(load(source), 0xFFFF));
         if (zeros != 0) {
             return source + std::countr_zero(zeros) / 2;
         }
