@@ -1,0 +1,186 @@
+// Memory that runs out: this program's operator new stands in for the library's, which binds to it. Windows'
+// libraries keep their own.
+
+#include "morvex/mbcscodesetconverter.h"
+#include "morvex/simplebuffer.h"
+
+#include "recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+namespace
+{
+
+/// Lets a number of allocations pass and fails the next one, or that and all after it.
+struct Failure
+{
+    int passing = 0;
+    bool lasting = false;
+    bool armed = false;
+    bool met = false;
+
+    bool isNow()
+    {
+        const bool now = armed && (passing == 0 || (lasting && passing < 0));
+        passing -= armed ? 1 : 0;
+        met = met || now;
+        return now;
+    }
+};
+
+thread_local Failure failure;
+
+void* allocate(std::size_t bytes) noexcept
+{
+    return failure.isNow() ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
+}
+
+} // namespace
+
+void* operator new(std::size_t bytes)
+{
+    void* const block = allocate(bytes);
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept
+{
+    return allocate(bytes);
+}
+void operator delete(void* block) noexcept
+{
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept
+{
+    std::free(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept
+{
+    std::free(block);
+}
+
+using namespace MorvexA106;
+
+namespace
+{
+
+std::string text(const SSimpleBuffer& buffer)
+{
+    return {buffer.view().begin(), buffer.view().end()};
+}
+
+const unsigned char* bytesOf(const char* text)
+{
+    return reinterpret_cast<const unsigned char*>(text);
+}
+
+struct Row
+{
+    const char* name;
+    void (*write)(SSimpleBuffer&);
+    const char* done;
+    const char* failed;
+};
+
+const Row rows[] = {
+    {"append", [](SSimpleBuffer& b) { b.append(bytesOf("++"), 2, 5); }, "content++", "content"},
+    {"one byte", [](SSimpleBuffer& b) { b << '+'; }, "content+", "content"},
+    {"own bytes", [](SSimpleBuffer& b) { b.append(b, 3, SSimpleBuffer::none); }, "contentcon", "content"},
+    {"reserve", [](SSimpleBuffer& b) { b.reserve(100); }, "content", "content"},
+    {"getBuffer", [](SSimpleBuffer& b) { b.getBuffer(20); }, "content", "content"},
+    {"a copy", [](SSimpleBuffer& b) { b = SSimpleBuffer(b.getBuffer(), 4, false); }, "cont", ""},
+    {"a new block", [](SSimpleBuffer& b) { b = SSimpleBuffer(50u); }, "", ""},
+    {"an adopted block",
+     [](SSimpleBuffer& b) {
+         if (unsigned char* const block = SSimpleBuffer::alloc(2)) {
+             std::memcpy(block, "ok", 2);
+             b = SSimpleBuffer(block, 2, true);
+         }
+     },
+     "ok", ""},
+};
+
+/// Runs the row with the given failure. False when no allocation was left to fail.
+bool survives(const Row& row, int point, bool lasting, bool shared)
+{
+    Recorder recorder;
+    SSimpleBuffer buffer;
+    buffer.append(bytesOf("content"), 7, SSimpleBuffer::none);
+    const SSimpleBuffer other = shared ? buffer : SSimpleBuffer();
+    failure = {point, lasting, true, false};
+    row.write(buffer);
+    failure.armed = false;
+    const std::string now = text(buffer);
+    const bool asBefore = now == "content"; // the block to adopt was not even there
+    EXPECT_TRUE(now == row.done || now == row.failed || asBefore) << row.name << ": " << now;
+    EXPECT_EQ(text(other), shared ? "content" : "");
+    EXPECT_TRUE(failure.met || now == row.done) << row.name;
+    EXPECT_TRUE(lasting || now == row.done || asBefore || recorder.count("(buffer") == 1) << row.name;
+    buffer << '!';
+    EXPECT_EQ(text(buffer), now + '!') << row.name;
+    return failure.met;
+}
+
+} // namespace
+
+TEST(SimpleBufferWithoutMemory, KeepsTheContentAndReports)
+{
+    for (const Row& row : rows) {
+        for (const bool lasting : {false, true}) {
+            for (const bool shared : {false, true}) {
+                int point = 0;
+                while (survives(row, point, lasting, shared)) {
+                    ++point;
+                }
+                EXPECT_GE(point, 2) << row.name << ": a record and its block";
+            }
+        }
+    }
+}
+
+TEST(SimpleBufferWithoutMemory, DetachingASharedBufferLosesItFromTheHandleOnly)
+{
+    const char content[] = "content";
+    for (const int point : {0, 1}) {
+        Recorder recorder;
+        SSimpleBuffer buffer;
+        buffer.append(bytesOf(content), 7, SSimpleBuffer::none);
+        const SSimpleBuffer other(buffer);
+        MorvexA106::Diagnostics::exchangeSink(nullptr); // what it has to say would take the memory first
+        failure = {point, false, true, false};
+        EXPECT_EQ(buffer.detach(), nullptr);
+        failure.armed = false;
+        MorvexA106::Diagnostics::exchangeSink(&recorder);
+        EXPECT_TRUE(buffer.isEmpty());
+        EXPECT_EQ(text(other), content);
+    }
+}
+
+TEST(MBCSCodesetConverterWithoutMemory, ThrowsBadAllocation)
+{
+    using Converter = MBCSCodesetConverter;
+    const SAnsiString text("text");
+    for (const auto codeset :
+         {Converter::Native, Converter::UTF8, Converter::Windows1252, Converter::Windows932}) {
+        for (int point = 0;; ++point) {
+            failure = {point, true, true, false};
+            try {
+                const SSimpleBuffer bytes = Converter::TToExplicitCodeset(text, codeset);
+                failure.armed = false;
+                EXPECT_EQ(bytes.getNBytes(), 5u);
+            } catch (const std::bad_alloc& thrown) {
+                failure.armed = false;
+                EXPECT_STREQ(thrown.what(), "bad allocation");
+            }
+            if (!failure.met) {
+                EXPECT_GE(point, 2);
+                break;
+            }
+        }
+    }
+}
