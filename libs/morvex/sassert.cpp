@@ -2,10 +2,10 @@
 
 #include "morvex/diagnostics.h"
 #include "morvex/messageformat.h"
+#include "morvex/sstringconv.h"
 
 #include <array>
 #include <atomic>
-#include <charconv>
 #include <span>
 
 namespace MorvexA106
@@ -21,22 +21,9 @@ Diagnostics::Sink* sink() noexcept
     return g_sink.load(std::memory_order_acquire);
 }
 
-template <class Number>
-SAnsiString numberText(Number value)
-{
-    char digits[40];
-    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    return SAnsiString(std::string_view(digits, static_cast<std::size_t>(end - digits)));
-}
-
 SAnsiString pointerText(const void* value)
 {
-    char digits[2 * sizeof value] = {};
-    const auto address = reinterpret_cast<std::uintptr_t>(value);
-    const auto end = std::to_chars(digits, digits + sizeof digits, address, 16).ptr;
-    SAnsiString text("0x");
-    text += SAnsiString(std::string_view(digits, static_cast<std::size_t>(end - digits)));
-    return text;
+    return SAnsiString("0x") + SStringConv::ToString(reinterpret_cast<std::uintptr_t>(value), 16);
 }
 
 /// 16-bit text in the locale's multibyte form; a unit without one becomes `?`.
@@ -66,7 +53,7 @@ void writeAssertion(const char* file, int line, const char* expression, const SA
     if (receiver == nullptr) {
         return;
     }
-    const std::array<SAnsiString, 4> values = {file, numberText(line), expression,
+    const std::array<SAnsiString, 4> values = {file, SStringConv::ToString(line), expression,
                                                message.isEmpty() ? SAnsiString("no message") : message};
     receiver->trace(0, replaceMarkers("assert failure: (%1:%2). (%3 : %4).", values));
     if (receiver->canStackDump()) {
@@ -90,15 +77,15 @@ STraceParameter::STraceParameter(const SChar_t<char, 1>& character) : m_text(cha
 STraceParameter::STraceParameter(const SChar_t<unsigned short, 1>& character)
     : m_text(narrowed(SWCharString(character)))
 {}
-STraceParameter::STraceParameter(int value) : m_text(numberText(value)) {}
-STraceParameter::STraceParameter(unsigned int value) : m_text(numberText(value)) {}
-STraceParameter::STraceParameter(long value) : m_text(numberText(value)) {}
-STraceParameter::STraceParameter(unsigned long value) : m_text(numberText(value)) {}
-STraceParameter::STraceParameter(long long value) : m_text(numberText(value)) {}
-STraceParameter::STraceParameter(unsigned long long value) : m_text(numberText(value)) {}
-STraceParameter::STraceParameter(double value) : m_text(numberText(value)) {}
+STraceParameter::STraceParameter(int value) : m_text(SStringConv::ToString(value)) {}
+STraceParameter::STraceParameter(unsigned int value) : m_text(SStringConv::ToString(value)) {}
+STraceParameter::STraceParameter(long value) : m_text(SStringConv::ToString(value)) {}
+STraceParameter::STraceParameter(unsigned long value) : m_text(SStringConv::ToString(value)) {}
+STraceParameter::STraceParameter(long long value) : m_text(SStringConv::ToString(value)) {}
+STraceParameter::STraceParameter(unsigned long long value) : m_text(SStringConv::ToString(value)) {}
+STraceParameter::STraceParameter(double value) : m_text(SStringConv::ToString(value)) {}
 STraceParameter::STraceParameter(const void* value) : m_text(pointerText(value)) {}
-STraceParameter::STraceParameter(bool value) : m_text(value ? "true" : "false") {}
+STraceParameter::STraceParameter(bool value) : m_text(SStringConv::ToString(value)) {}
 
 bool ShouldTrace(int channel, const char* file)
 {
@@ -129,7 +116,7 @@ void STraceMsg(int channel, const char* file, int line, const SAnsiString& text)
     }
     SAnsiString prefix;
     if (channel == 0 && file != nullptr && line != 0) {
-        const std::array<SAnsiString, 2> position = {file, numberText(line)};
+        const std::array<SAnsiString, 2> position = {file, SStringConv::ToString(line)};
         prefix = replaceMarkers("(%1:%2): ", position);
     }
     if (channel == 0) {
