@@ -18,7 +18,8 @@ namespace MorvexA106
 /// A character beyond U+FFFF is a surrogate pair of two units; where it has no form in the locale each of the two
 /// becomes a `?`. The system's wide text and the 16-bit form are the same here: both have 16-bit units everywhere.
 ///
-/// A null source is read as empty text.
+/// A null source is read as empty text. The two conversions of whole texts may leave anything in the part of the
+/// target that lies behind the terminator.
 class MORVEX_EXPORT CodesetConverter
 {
 public:

@@ -439,7 +439,7 @@ public:
 
     /// Write the text in another form, with its terminator, into a buffer of the given size in bytes. Return the
     /// units written, terminator included, or all ones when the buffer is too small (nothing is written past it) or
-    /// null, which is reported as an assertion.
+    /// null, which is reported as an assertion. The rest of the buffer is undefined.
     ///
     /// What has no form there becomes `?`. From 7-bit text to 16 bits a byte is sign-extended: 0xE4 becomes 0xFFE4.
     /// `toAscii` refuses a unit above 127 with an assertion and all ones, and what was written so far stays.
