@@ -431,7 +431,8 @@ TEST(TextInUtf8, ACopyHasBytesOfItsOwn)
     EXPECT_NE(copy.getBuffer(), first.getBuffer());
     first.setText("second, which is longer");
     EXPECT_EQ(textOf(copy), std::string("first\0", 6));
-    copy = copy;
+    const CUTFConverter& itself = copy;
+    copy = itself;
     EXPECT_EQ(textOf(copy), std::string("first\0", 6));
     const CUTFConverter moved(std::move(copy));
     EXPECT_EQ(textOf(moved), std::string("first\0", 6));

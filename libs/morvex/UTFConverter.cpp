@@ -224,55 +224,38 @@ Range<Unit> rangeOf(const SQCAString& text) noexcept
     return {begin, UtfKernels::findZero(begin, begin + text.getNChars())};
 }
 
-/// The units that a result holds at most.
-struct Room
-{
-    std::uint64_t units;
+// What a result holds at most: of well-formed text exactly that, and of the rest the most that its units can become.
 
-    /// It holds as many, and no zero among them.
-    bool exact;
-};
-
-/// What is well-formed exactly, and three bytes a unit of the rest, of which a pair takes less.
-Room roomForUtf8(Range<Unit> source) noexcept
+/// Three bytes a unit; a pair takes less.
+std::uint64_t roomForUtf8(Range<Unit> source) noexcept
 {
     const UtfKernels::Sized sized = UtfKernels::utf8SizeOfUtf16(source.begin, source.end);
-    return {sized.bytes + std::uint64_t(3) * static_cast<std::size_t>(source.end - sized.stop),
-            sized.stop == source.end};
+    return sized.bytes + std::uint64_t(3) * static_cast<std::size_t>(source.end - sized.stop);
 }
 
-/// A pair is reckoned as its surrogates.
-Room roomForUtf8(Range<SUcs4> source) noexcept
+/// Up to six bytes a unit; a pair takes less than its surrogates.
+std::uint64_t roomForUtf8(Range<SUcs4> source) noexcept
 {
     std::uint64_t bytes = 0;
     for (const SUcs4* unit = source.begin; unit != source.end; ++unit) {
         bytes += static_cast<std::uint64_t>(encodableUtf8(*unit).size);
     }
-    return {bytes, false};
+    return bytes;
 }
 
-/// No byte becomes more than one unit.
-Room roomForUtf16(Range<Byte> source) noexcept
-{
-    const UtfKernels::Counted counted = UtfKernels::countUtf8(source.begin, source.end);
-    return {std::uint64_t(counted.units16) + static_cast<std::size_t>(source.end - counted.stop),
-            counted.stop == source.end};
-}
-
-Room roomForUtf16(Range<SUcs4> source) noexcept
+std::uint64_t roomForUtf16(Range<SUcs4> source) noexcept
 {
     std::uint64_t units = 0;
     for (const SUcs4* unit = source.begin; unit != source.end; ++unit) {
         units += static_cast<std::uint64_t>(unitsOf(*unit));
     }
-    return {units, true};
+    return units;
 }
 
-Room roomForUcs4(Range<Byte> source) noexcept
+std::uint64_t roomForUcs4(Range<Byte> source) noexcept
 {
     const UtfKernels::Counted counted = UtfKernels::countUtf8(source.begin, source.end);
-    return {std::uint64_t(counted.characters) + static_cast<std::size_t>(source.end - counted.stop),
-            counted.stop == source.end};
+    return std::uint64_t(counted.characters) + static_cast<std::size_t>(source.end - counted.stop);
 }
 
 template <class Source, class Target>
@@ -305,10 +288,10 @@ std::uint64_t fill(Range<Source> source, Target* block, std::uint64_t room,
 
 /// Null when the conversion fails.
 template <class Source, class Target>
-Made<Target> make(Range<Source> source, Room room, Conversion<Source, Target> convert)
+Made<Target> make(Range<Source> source, std::uint64_t room, Conversion<Source, Target> convert)
 {
-    Block<Target> block = makeBlock<Target>(room.units);
-    const std::uint64_t length = fill(source, block.get(), room.units, convert);
+    Block<Target> block = makeBlock<Target>(room);
+    const std::uint64_t length = fill(source, block.get(), room, convert);
     if (length == failed) {
         return {};
     }
@@ -323,9 +306,9 @@ Made<Byte> makeUtf8(Range<Unit> source)
         UtfKernels::narrowAscii(source.begin, source.end, block.get(), block.get() + source.size());
     const auto asciiBytes = static_cast<std::size_t>(ascii.target - block.get());
     const Range<Unit> rest = {ascii.source, source.end};
-    const Room room = roomForUtf8(rest);
-    resizeBlock(block, asciiBytes + room.units);
-    const std::uint64_t restBytes = fill(rest, block.get() + asciiBytes, room.units, ConvertUTF16toUTF8);
+    const std::uint64_t room = roomForUtf8(rest);
+    resizeBlock(block, asciiBytes + room);
+    const std::uint64_t restBytes = fill(rest, block.get() + asciiBytes, room, ConvertUTF16toUTF8);
     return {std::move(block), static_cast<unsigned int>(asciiBytes + restBytes)};
 }
 
@@ -343,7 +326,7 @@ void deliver(Made<T> made, CSmartRefCountPtr<UTFBuffer_t<T>>& target)
 }
 
 template <class Source, class Target>
-bool convertInto(CSmartRefCountPtr<UTFBuffer_t<Target>>& target, Range<Source> source, Room room,
+bool convertInto(CSmartRefCountPtr<UTFBuffer_t<Target>>& target, Range<Source> source, std::uint64_t room,
                  Conversion<Source, Target> convert)
 {
     if (source.isEmpty()) {
@@ -358,23 +341,23 @@ bool convertInto(CSmartRefCountPtr<UTFBuffer_t<Target>>& target, Range<Source> s
     return true;
 }
 
-/// The target changes only when the conversion succeeds.
+/// The target changes only when the conversion succeeds. A zero that was made ends the text.
 template <class Source>
-bool convertInto(SQCAString& target, Range<Source> source, Room room, Conversion<Source, Unit> convert)
+bool convertInto(SQCAString& target, Range<Source> source, std::uint64_t room, bool mayMakeZeros,
+                 Conversion<Source, Unit> convert)
 {
     if (source.isEmpty()) {
         target.empty();
         return true;
     }
-    TextBuilder<Unit, 1> builder(room.units);
-    Unit* const begin = builder.extend(room.units);
+    TextBuilder<Unit, 1> builder(room);
+    Unit* const begin = builder.extend(room);
     Unit* cursor = begin;
-    if (convert(&source.begin, source.end, &cursor, begin + room.units) != conversionSuccess) {
+    if (convert(&source.begin, source.end, &cursor, begin + room) != conversionSuccess) {
         return false;
     }
-    if (!room.exact) {
-        builder.cutTo(static_cast<std::size_t>(UtfKernels::findZero(begin, cursor) - begin));
-    }
+    const Unit* const end = mayMakeZeros ? UtfKernels::findZero(begin, cursor) : cursor;
+    builder.cutTo(static_cast<std::size_t>(end - begin));
     target = builder.take();
     return true;
 }
@@ -541,7 +524,11 @@ void CUTFConverter::setText(const SAnsiString& text)
 bool CUTFConverter::UTF8ToUTF16(const unsigned char* source, SQCAString& target)
 {
     const Range<Byte> text = rangeOf(source);
-    return convertInto(target, text, roomForUtf16(text), ConvertUTF8toUTF16);
+    const UtfKernels::Counted counted = UtfKernels::countUtf8(text.begin, text.end);
+    const auto malformed = static_cast<std::size_t>(text.end - counted.stop);
+    // No byte becomes more than one unit, and no well-formed character but the terminator a zero.
+    const std::uint64_t room = std::uint64_t(counted.units16) + malformed;
+    return convertInto(target, text, room, malformed != 0, ConvertUTF8toUTF16);
 }
 
 bool CUTFConverter::UTF16ToUTF8(const SQCAString& source, Utf8Buffer& target)
@@ -558,7 +545,7 @@ bool CUTFConverter::UTF16ToUTF8(const SQCAString& source, SSimpleBuffer& target)
         target.empty();
         return true;
     }
-    const std::uint64_t room = roomForUtf8(text).units;
+    const std::uint64_t room = roomForUtf8(text);
     checkRoom<Byte>(room);
     SSimpleBuffer made;
     Byte* const block = made.getBuffer(static_cast<unsigned int>(room + 1));
@@ -585,13 +572,13 @@ bool CUTFConverter::UTF8ToUCS4(const unsigned char* source, Ucs4Buffer& target)
 bool CUTFConverter::UTF16ToUCS4(const SQCAString& source, Ucs4Buffer& target)
 {
     const Range<Unit> text = rangeOf(source);
-    return convertInto(target, text, Room{text.size(), false}, ConvertUTF16toUCS4);
+    return convertInto(target, text, text.size(), ConvertUTF16toUCS4);
 }
 
 bool CUTFConverter::UCS4ToUTF16(const SUcs4* source, SQCAString& target)
 {
     const Range<SUcs4> text = rangeOf(source);
-    return convertInto(target, text, roomForUtf16(text), ConvertUCS4toUTF16);
+    return convertInto(target, text, roomForUtf16(text), false, ConvertUCS4toUTF16);
 }
 
 unsigned int CUTFConverter::UTF16ToUCS4(const unsigned short* source, SUcs4* target,
