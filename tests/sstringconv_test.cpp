@@ -305,6 +305,7 @@ TEST(StringConv, TakesAPlusLeadingZerosAndBothCases)
     unsigned long long big = 0;
     EXPECT_TRUE(StringConvToInteger(SAsciiString("FFffFFffFFffFFff"), big, 16));
     EXPECT_EQ(big, UINT64_MAX);
+    EXPECT_EQ(SAsciiStringConv::ToString(big, 16).view(), "ffffffffffffffff");
     __int64 negative = 0;
     EXPECT_TRUE(StringConvToInteger(SWCharStringConv::ToString(INT64_MIN), negative));
     EXPECT_EQ(negative, INT64_MIN);

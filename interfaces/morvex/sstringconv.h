@@ -7,6 +7,7 @@
 /// |-----------------------|-----------------|---------------------|--------------------------------------------|
 /// | `SStringConv`         | `SAnsiString`   | the point           | everyday use: `SAnsiStringConv` for short  |
 /// | `SWCharStringConv`    | `SWCharString`  | the point           | 16-bit text                                |
+/// | `SAsciiStringConv`    | `SAsciiString`  | the point           | wire and format text                       |
 /// | `NeutralString`       | `SAnsiString`   | the point           | files, settings, wires: a promise for good |
 /// | `SStringConvByLocale` | `SAnsiString`   | the locale's        | people                                     |
 ///
@@ -58,7 +59,7 @@ concept SNumberText = std::convertible_to<const Text&, const T*> ||
 namespace NumberText
 {
 
-/// The standard's view on text of such units, from all that numbers are read from.
+/// The text with its end, from all that numbers are read from.
 template <class T, class Text>
 auto viewOf(const Text& text) noexcept
 {
@@ -208,6 +209,7 @@ private:
 };
 
 using SAnsiStringConv = SStringConv_t<SAnsiString>;
+using SAsciiStringConv = SStringConv_t<SAsciiString>;
 using SWCharStringConv = SStringConv_t<SWCharString>;
 using SStringConv = SAnsiStringConv;
 

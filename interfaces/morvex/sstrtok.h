@@ -7,15 +7,16 @@
 /// |---------------|---------------------------------------|--------------|--------------------------------|
 /// | `SStrTok`     | any character of a set, runs as one   | none         | words, lists typed by people   |
 /// | `RSStrTok`    | one delimiter, named anew each time   | tokens too   | records: `a=1&b=2`, `x,,y`     |
-/// | `SScanString` | what the caller asks for next         | -            | small grammars, read step by step |
+/// | `SScanString` | what the caller asks for next         | -            | small grammars                 |
 ///
-/// Text is walked by the characters of the locale that is in force when the object is made, so that a delimiter's
-/// byte inside a multibyte character is never taken for one; a byte that is no character counts as one. Everything
-/// is linear in the text.
+/// Text is walked by the characters of the current locale, which must stay while an object is used, so that a
+/// delimiter's byte inside a multibyte character is never taken for one; a byte that is no character counts as one.
+/// Everything is linear in the text.
 ///
 /// Each holds its text: a string's buffer is shared, not copied, and stays as it was whatever becomes of the string.
 /// Made from a `std::string_view`, they only refer to what their caller keeps. The forms that give a
-/// `std::string_view` allocate nothing; what they give is valid as long as the object, or a copy of it, lives.
+/// `std::string_view` allocate nothing; what they give is valid as long as the object, or a copy of it, lives and
+/// is not assigned to.
 ///
 /// A copy goes on by itself from where the original stands. Objects are not locked, and belong to one thread.
 
@@ -32,7 +33,7 @@
 namespace MorvexA106
 {
 
-/// A set of characters of the locale that is in force when it is made.
+/// A set of characters of the locale that is in force when it is made. What the tokenisers split at.
 class MORVEX_EXPORT SCharacterSet
 {
 public:
@@ -124,12 +125,12 @@ private:
 ///     SStrTok words("  one, two ", ", ");
 ///     for (std::string_view word; words.Next(word);) { ... }   // one, two
 ///
-/// | text     | delimiters | tokens     |
-/// |----------|------------|------------|
+/// | text     | delimiters | tokens      |
+/// |----------|------------|-------------|
 /// | `a b  c` | blank      | `a` `b` `c` |
-/// | `,a;,b,` | `,;`       | `a` `b`    |
-/// | `,,`     | `,`        |            |
-/// | `a b`    | none       | `a b`      |
+/// | `,a;,b,` | `,;`       | `a` `b`     |
+/// | `,,`     | `,`        |             |
+/// | `a b`    | none       | `a b`       |
 class MORVEX_EXPORT SStrTok : public STokenText
 {
 public:

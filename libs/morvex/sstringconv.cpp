@@ -361,6 +361,7 @@ bool SStringConvByLocale::readReal(std::string_view text, float& value)
 }
 
 template class SStringConv_t<SAnsiString>;
+template class SStringConv_t<SAsciiString>;
 template class SStringConv_t<SWCharString>;
 
 } // namespace MorvexA106
