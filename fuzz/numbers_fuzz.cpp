@@ -4,12 +4,12 @@
 
 #include <morvex/sstringconv.h>
 
-#include <bit>
 #include <charconv>
+#include <clocale>
 #include <cmath>
 #include <cstdint>
-#include <locale.h>
-#include <memory>
+#include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
@@ -126,26 +126,26 @@ std::string lowered(std::string text)
     return text;
 }
 
-double systemsReader(const char* text, locale_t locale, double)
+void readBySystem(const char* text, double& value)
 {
-    return strtod_l(text, nullptr, locale);
+    value = std::strtod(text, nullptr);
 }
-float systemsReader(const char* text, locale_t locale, float)
+void readBySystem(const char* text, float& value)
 {
-    return strtof_l(text, nullptr, locale);
+    value = std::strtof(text, nullptr);
 }
 
-/// By the grammar, and by the C library without a locale.
+/// By the grammar, and by the C library, which must have no locale.
 template <class F>
 std::optional<F> slowReal(const std::string& text)
 {
-    static const locale_t none = newlocale(LC_ALL_MASK, "C", nullptr);
     const std::string amount = lowered(text.substr(text.starts_with('+') || text.starts_with('-') ? 1 : 0));
     const bool word = amount == "inf" || amount == "infinity" || amount == "nan";
     if (!word && !isDecimal(amount)) {
         return std::nullopt;
     }
-    const F value = systemsReader(text.c_str(), none, F());
+    F value = 0;
+    readBySystem(text.c_str(), value);
     const std::string digits = amount.substr(0, amount.find('e'));
     const bool tooSmall = value == 0 && digits.find_first_of("123456789") != std::string::npos;
     return !word && (tooSmall || std::isinf(value)) ? std::nullopt : std::optional(value);
@@ -158,9 +158,8 @@ bool isSame(F left, F right)
 }
 
 template <class F>
-void checkReal(const Forms& forms, const std::string& text)
+void checkReal(const Forms& forms, const std::optional<F>& expected)
 {
-    const std::optional<F> expected = slowReal<F>(text);
     const std::optional<F> value = forms.read<F>();
     Fuzz::require(value.has_value() == expected.has_value(), "the grammar tells what is a real number");
     if (!value) {
@@ -180,9 +179,14 @@ void checkReal(const Forms& forms, const std::string& text)
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, std::size_t size)
 {
     Fuzz::Input input(bytes, size);
-    Fuzz::useLocale(input.byte());
+    const unsigned char locale = input.byte();
     const unsigned base = 2 + input.byte() % 35u;
     const std::string text = input.rest().c_str();
+    std::setlocale(LC_ALL, "C");
+    const std::optional<double> expectedDouble = slowReal<double>(text);
+    const std::optional<float> expectedFloat = slowReal<float>(text);
+
+    Fuzz::useLocale(locale);
     const Forms forms(text);
     checkInteger<signed char>(forms, text, base);
     checkInteger<unsigned short>(forms, text, base);
@@ -190,8 +194,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, std::size_t si
     checkInteger<unsigned>(forms, text, 10);
     checkInteger<long long>(forms, text, base);
     checkInteger<unsigned long long>(forms, text, base);
-    checkReal<double>(forms, text);
-    checkReal<float>(forms, text);
+    checkReal(forms, expectedDouble);
+    checkReal(forms, expectedFloat);
     forms.read<bool>();
     return 0;
 }
