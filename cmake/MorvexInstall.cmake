@@ -10,6 +10,8 @@ foreach(header IN LISTS MORVEX_PUBLIC_HEADERS ETC_PUBLIC_HEADERS)
   install(FILES interfaces/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${folder})
 endforeach()
 
+install(FILES tools/gdb/morvex_printers.py DESTINATION ${CMAKE_INSTALL_DATADIR}/morvex/gdb)
+
 install(TARGETS morvex etc EXPORT morvexTargets)
 install(EXPORT morvexTargets NAMESPACE morvex:: DESTINATION ${package_dir})
 if(MINGW)
