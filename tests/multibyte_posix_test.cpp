@@ -316,3 +316,16 @@ TEST(ComparingWithoutCase, AgreesWithFoldingFirstAndCollatingThen)
         }
     }
 }
+
+TEST(ComparingWithoutCase, TheLocalesWordOnAsciiHoldsForItsCharacters)
+{
+    for (const char* name : localeNames) {
+        const LocaleInForce inForce({name});
+        ASSERT_TRUE(inForce.found()) << name;
+        bool plain = true;
+        for (wint_t letter = 'A'; letter <= 'Z'; ++letter) {
+            plain = plain && std::towlower(letter) == letter + 0x20 && std::towupper(letter + 0x20) == letter;
+        }
+        EXPECT_EQ(Platform::foldsLikeAscii(), plain) << name;
+    }
+}

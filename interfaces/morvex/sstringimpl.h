@@ -463,8 +463,8 @@ public:
     ///
     /// POSIX: 0 means identical text, since text that the locale calls equal is put in byte order.
     /// Windows: text that collates as equal is equal.
-    int compare(const SString_t& other) const noexcept { return compare(other.getString()); }
-    int compare(const T* other) const noexcept;
+    int compare(const SString_t& other) const noexcept(sizeof(T) == 1) { return compare(other.getString()); }
+    int compare(const T* other) const noexcept(sizeof(T) == 1);
 
     /// -1, 0 or 1 on multibyte and 16-bit text; the sign counts on 7-bit text.
     int compareNoCase(const SString_t& other) const
@@ -488,8 +488,14 @@ public:
                isEqual(other.getString());
     }
     bool operator==(const T* other) const noexcept { return isEqual(other); }
-    std::weak_ordering operator<=>(const SString_t& other) const noexcept { return compare(other) <=> 0; }
-    std::weak_ordering operator<=>(const T* other) const noexcept { return compare(other) <=> 0; }
+    std::weak_ordering operator<=>(const SString_t& other) const noexcept(sizeof(T) == 1)
+    {
+        return compare(other) <=> 0;
+    }
+    std::weak_ordering operator<=>(const T* other) const noexcept(sizeof(T) == 1)
+    {
+        return compare(other) <=> 0;
+    }
 
     /// The first match, or the end of the text: ask `isAtEnd`. Text is searched for by characters on both byte
     /// forms, so that a match never begins inside a multibyte character.

@@ -15,4 +15,15 @@ public:
     const char* what() const noexcept override { return "bad allocation"; }
 };
 
+/// Calls what may exhaust the memory in another's name, and has it say so in ours.
+template <class Operation>
+decltype(auto) sayingBadAllocation(Operation operation)
+{
+    try {
+        return operation();
+    } catch (const std::bad_alloc&) {
+        throw SBadAlloc();
+    }
+}
+
 } // namespace MorvexA106

@@ -110,16 +110,15 @@ int compareNoCase(const char* left, const char* right, std::size_t common)
     const AsciiFold::Prefix same = AsciiFold::equalPrefix(left, right, common);
     const char l = left[same.length];
     const char r = right[same.length];
-    const auto foldsI = [] { return Platform::toLower('I') == 'i'; };
-    if (same.needsI && !foldsI()) {
+    if (same.needsI && !Platform::foldsLikeAscii()) {
         return Platform::collateNoCase(left, right);
     }
     if (l == 0 && r == 0) {
         return 0;
     }
     // Where I has another small letter, it does not tell the order.
-    const bool decides =
-        AsciiFold::areAscii(l, r) && Platform::collationIsByteOrder() && ((l != 'I' && r != 'I') || foldsI());
+    const bool decides = AsciiFold::areAscii(l, r) && Platform::collationIsByteOrder() &&
+                         ((l != 'I' && r != 'I') || Platform::foldsLikeAscii());
     return decides ? AsciiFold::folded(l) - AsciiFold::folded(r) : Platform::collateNoCase(left, right);
 }
 

@@ -614,7 +614,7 @@ void SString_t<T, M>::toLower()
 // --- comparison
 
 template <class T, int M>
-int SString_t<T, M>::compare(const T* other) const noexcept
+int SString_t<T, M>::compare(const T* other) const noexcept(sizeof(T) == 1)
 {
     const T* right = orEmpty(other);
     if constexpr (M == 0) {
@@ -622,7 +622,7 @@ int SString_t<T, M>::compare(const T* other) const noexcept
     } else if constexpr (sizeof(T) == 1) {
         return compareUnits(getString(), right);
     } else {
-        return Platform::collateWide(getString(), right);
+        return sayingBadAllocation([&] { return Platform::collateWide(getString(), right); });
     }
 }
 
@@ -642,13 +642,15 @@ bool SString_t<T, M>::isEqual(const T* other) const noexcept
 template <class T, int M>
 std::size_t hashOf(const SString_t<T, M>& text)
 {
-    if constexpr (M == 0) {
-        return Platform::collationHash(text.getString());
-    } else if constexpr (sizeof(T) == 1) {
-        return std::hash<std::string_view>()(text.getString());
-    } else {
-        return Platform::collationHashWide(text.getString());
-    }
+    return sayingBadAllocation([&] {
+        if constexpr (M == 0) {
+            return Platform::collationHash(text.getString());
+        } else if constexpr (sizeof(T) == 1) {
+            return std::hash<std::string_view>()(text.getString());
+        } else {
+            return Platform::collationHashWide(text.getString());
+        }
+    });
 }
 
 template std::size_t hashOf(const SString_t<char, 0>& text);
@@ -665,15 +667,16 @@ int SString_t<T, M>::compareNoCase(const T* other) const
 template <class T, int M>
 int SString_t<T, M>::compareNoCase(const T* other, [[maybe_unused]] std::size_t length) const
 {
-    if constexpr (M == 0) {
-        return sign(
-            Multibyte::compareNoCase(getString(), other, std::min<std::size_t>(length, m_buffer->m_length)));
-    } else if constexpr (sizeof(T) == 1) {
-        const std::size_t common = std::min<std::size_t>(length, m_buffer->m_length);
-        return Multibyte::compareBytesNoCase(getString(), other, common);
-    } else {
-        return sign(Platform::collateWideNoCase(getString(), other));
-    }
+    [[maybe_unused]] const std::size_t common = std::min<std::size_t>(length, m_buffer->m_length);
+    return sayingBadAllocation([&] {
+        if constexpr (M == 0) {
+            return sign(Multibyte::compareNoCase(getString(), other, common));
+        } else if constexpr (sizeof(T) == 1) {
+            return Multibyte::compareBytesNoCase(getString(), other, common);
+        } else {
+            return sign(Platform::collateWideNoCase(getString(), other));
+        }
+    });
 }
 
 template <class T, int M>

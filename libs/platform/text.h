@@ -91,6 +91,10 @@ std::size_t stepOf(const char* text) noexcept;
 WideCode toUpper(WideCode character) noexcept;
 WideCode toLower(WideCode character) noexcept;
 
+/// True when the letters of ASCII have each other for their two cases, as everywhere but where I has another small
+/// letter.
+bool foldsLikeAscii() noexcept;
+
 /// True when collation is the order of the bytes, so that no collation call is needed.
 bool collationIsByteOrder() noexcept;
 

@@ -11,7 +11,6 @@
 #include <numeric>
 #include <string>
 #include <string_view>
-#include <strings.h>
 
 namespace MorvexA106::Platform
 {
@@ -201,24 +200,65 @@ unsigned short* putUnits(WideCode character, unsigned short* units) noexcept
     return units;
 }
 
-/// Folds multibyte text to small letters; what is no character is copied.
-std::string foldBytes(const char* text, LocaleText locale)
+/// Gives the bytes of a text in small letters, one at a time, and zeros behind the end. What is no character, or has
+/// no small letter in the locale, is given as it is.
+class FoldedBytes
+{
+public:
+    FoldedBytes(const char* text, LocaleText locale) noexcept : m_text(text), m_locale(locale) {}
+
+    unsigned char next() noexcept
+    {
+        if (m_next == m_length) {
+            fold();
+        }
+        return static_cast<unsigned char>(m_bytes[m_next++]);
+    }
+
+private:
+    void fold() noexcept
+    {
+        WideCode character = 0;
+        const int taken = m_locale.decode(m_text, character);
+        const auto size = static_cast<std::size_t>(taken < 0 ? 1 : taken);
+        const int mapped = taken < 0 ? -1 : m_locale.encode(toLower(character), m_bytes);
+        if (mapped < 0) {
+            std::copy_n(m_text, size, m_bytes);
+        }
+        m_text += size; // none at the terminator, which is one byte when it is encoded
+        m_next = 0;
+        m_length = mapped < 0 ? size : static_cast<std::size_t>(mapped);
+    }
+
+    const char* m_text;
+    LocaleText m_locale;
+    char m_bytes[maxEncodedBytes];
+    std::size_t m_next = 0;
+    std::size_t m_length = 0;
+};
+
+std::string foldedText(const char* text, LocaleText locale)
 {
     std::string folded;
     folded.reserve(std::strlen(text));
-    char bytes[16];
-    while (*text != 0) {
-        WideCode character = 0;
-        const int length = locale.decode(text, character);
-        const int mapped = length < 0 ? -1 : locale.encode(toLower(character), bytes);
-        if (mapped < 0) {
-            folded.append(text, static_cast<std::size_t>(length < 0 ? 1 : length));
-        } else {
-            folded.append(bytes, static_cast<std::size_t>(mapped));
-        }
-        text += length < 0 ? 1 : length;
+    FoldedBytes bytes(text, locale);
+    while (const unsigned char byte = bytes.next()) {
+        folded += static_cast<char>(byte);
     }
     return folded;
+}
+
+int compareFolded(const char* left, const char* right, LocaleText locale) noexcept
+{
+    FoldedBytes leftBytes(left, locale);
+    FoldedBytes rightBytes(right, locale);
+    for (;;) {
+        const int l = leftBytes.next();
+        const int r = rightBytes.next();
+        if (l != r || l == 0) {
+            return l - r;
+        }
+    }
 }
 
 /// The character at the cursor, pairs joined; advances the cursor. The end may be unknown where text is terminated.
@@ -232,13 +272,18 @@ wchar_t nextWide(const unsigned short*& text, const unsigned short* end = nullpt
     return static_cast<wchar_t>(unit);
 }
 
+/// The same as a small letter, if that is wanted.
+wchar_t nextWide(const unsigned short*& text, bool fold) noexcept
+{
+    const wchar_t character = nextWide(text);
+    return fold ? static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(character))) : character;
+}
+
 std::wstring toWide(const unsigned short* text, bool fold)
 {
     std::wstring wide;
     while (*text != 0) {
-        const wchar_t character = nextWide(text);
-        wide.push_back(fold ? static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(character)))
-                            : character);
+        wide.push_back(nextWide(text, fold));
     }
     return wide;
 }
@@ -252,11 +297,25 @@ int compareUnits(const unsigned short* left, const unsigned short* right) noexce
     return *left - *right;
 }
 
-/// Collation completed: texts that the locale calls equal are put in the order of their characters.
-int collateCompleted(const std::wstring& left, const std::wstring& right)
+int compareCharacters(const unsigned short* left, const unsigned short* right, bool fold) noexcept
 {
-    const int order = collationIsByteOrder() ? 0 : std::wcscoll(left.c_str(), right.c_str());
-    return order != 0 ? order : left.compare(right);
+    for (;;) {
+        const wchar_t l = nextWide(left, fold);
+        const wchar_t r = nextWide(right, fold);
+        if (l != r || l == 0) {
+            return (l > r) - (l < r);
+        }
+    }
+}
+
+/// Collation completed: texts that the locale calls equal are put in the order of their characters.
+int collateCompleted(const unsigned short* left, const unsigned short* right, bool fold)
+{
+    if (collationIsByteOrder() || compareUnits(left, right) == 0) {
+        return compareCharacters(left, right, fold);
+    }
+    const int order = std::wcscoll(toWide(left, fold).c_str(), toWide(right, fold).c_str());
+    return order != 0 ? order : compareCharacters(left, right, fold);
 }
 
 template <class Map>
@@ -314,7 +373,22 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
 
 std::size_t stepOf(const char* text) noexcept
 {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    if (isNamed(nl_langinfo(CODESET), "UTF-8")) [[likely]] {
+        // Three bytes that can be neither an overlong form nor a surrogate: the bulk of what is no ASCII.
+        const bool plain = bytes[0] - 0xE1u < 0x0C && isContinuation(bytes[1]) && isContinuation(bytes[2]);
+        WideCode ignored = 0;
+        return plain ? 3
+                     : static_cast<std::size_t>(std::max(decodeUtf8(text, ignored), bytes[0] != 0 ? 1 : 0));
+    }
     return static_cast<std::size_t>(LocaleText::current().step(text));
+}
+
+bool foldsLikeAscii() noexcept
+{
+    // The item's value is a number that the C library hands out in place of the pointer. It also tells of letters with
+    // bytes from 0x80 up, so that a locale that has any is asked once more.
+    return reinterpret_cast<std::size_t>(nl_langinfo(_NL_CTYPE_NONASCII_CASE)) == 0 || toLower('I') == 'i';
 }
 
 std::size_t LocaleText::countAll(const char* text) const noexcept
@@ -426,26 +500,20 @@ int collateNoCase(const char* left, const char* right)
         return 0;
     }
     const LocaleText locale = LocaleText::current();
-    if (locale.isSingleByte() && collationIsByteOrder()) {
-        return strcasecmp(left, right);
+    if (collationIsByteOrder()) {
+        return compareFolded(left, right, locale);
     }
-    return collate(foldBytes(left, locale).c_str(), foldBytes(right, locale).c_str());
+    return collate(foldedText(left, locale).c_str(), foldedText(right, locale).c_str());
 }
 
 int collateWide(const unsigned short* left, const unsigned short* right)
 {
-    if (compareUnits(left, right) == 0) {
-        return 0;
-    }
-    return collateCompleted(toWide(left, false), toWide(right, false));
+    return collateCompleted(left, right, false);
 }
 
 int collateWideNoCase(const unsigned short* left, const unsigned short* right)
 {
-    if (compareUnits(left, right) == 0) {
-        return 0;
-    }
-    return collateCompleted(toWide(left, true), toWide(right, true));
+    return collateCompleted(left, right, true);
 }
 
 void makeUpperWide(unsigned short* text) noexcept

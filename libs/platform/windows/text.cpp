@@ -105,6 +105,11 @@ std::size_t LocaleText::encodeRun(const unsigned short*&, const unsigned short*,
     return 0;
 }
 
+bool foldsLikeAscii() noexcept
+{
+    return towlower(L'I') == L'i';
+}
+
 WideCode toUpper(WideCode character) noexcept
 {
     return towupper(static_cast<wint_t>(character));
