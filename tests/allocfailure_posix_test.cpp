@@ -8,18 +8,23 @@
 
 #include "locales.h"
 
+#include <morvex/mbcscodesetconverter.h>
+#include <morvex/simplebuffer.h>
 #include <morvex/sstringconv.h>
 #include <morvex/sstringhelper.h>
 #include <morvex/sstringkeys.h>
+#include <morvex/sstrtok.h>
 #include <morvex/utfconverter.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <new>
 #include <optional>
+#include <span>
 
 extern "C" {
 // The allocator behind malloc: the C library's, or the sanitizer's where there is one.
@@ -493,6 +498,95 @@ TEST_F(allocFailure, answersComparisonsAndSearchesOrThrows)
                                                                                                 : "other");
          }}};
     failAtEveryPoint(rows, euros);
+}
+
+TEST_F(allocFailure, leavesTextAsItWasInCodeSetsAndTokens)
+{
+    using Codes = MBCSCodesetConverter;
+    const SAnsiString commas("first field that is long,second field that is long,third,,");
+    failAtEveryPoint<SAnsiString>(
+        {{"from UTF-8", [](SAnsiString& text) { text = Codes::ExplicitCodesetToT(text, Codes::UTF8); }},
+         {"from 1252", [](SAnsiString& text) { text = Codes::ExplicitCodesetToT(text, Codes::Windows1252); }},
+         {"from 932", [](SAnsiString& text) { text = Codes::ExplicitCodesetToT(text, Codes::Windows932); }},
+         {"one delimiter",
+          [](SAnsiString& text) {
+              RSStrTok fields(text);
+              const SAnsiString first = fields.Next(',');
+              text = fields.Next(',') + first + fields.rest();
+          }},
+         {"a set of delimiters",
+          [](SAnsiString& text) {
+              SStrTok fields(text, SAnsiString(", "));
+              SAnsiString all;
+              for (SAnsiString field; fields.Next(field);) {
+                  all += field;
+              }
+              text = all;
+          }},
+         {"a scan",
+          [](SAnsiString& text) {
+              SScanString scan(text);
+              SAnsiString word;
+              if (scan.TakeWord(word)) {
+                  text = word;
+              }
+          }},
+         {"replaceAll of a shared text",
+          [](SAnsiString& text) {
+              SAnsiString edited(text);
+              SStringHelper::replaceAll(edited, "field", "something that is longer");
+              text = std::move(edited);
+          }},
+         {"append numbers",
+          [](SAnsiString& text) {
+              SAnsiString edited(text);
+              edited << -123456789 << " and " << 1.2345678901234567e-300;
+              text = std::move(edited);
+          }}},
+        commas);
+}
+
+/// A byte buffer throws nothing: it reports an assertion, and keeps what it had.
+TEST_F(allocFailure, leavesByteBuffersAsTheyWere)
+{
+    const std::vector<unsigned char> more(300, 0xAB);
+    const struct
+    {
+        const char* name;
+        std::function<void(SSimpleBuffer&)> run;
+    } rows[] = {
+        {"append", [&](SSimpleBuffer& bytes) { bytes.append(more.data(), 300, SSimpleBuffer::none); }},
+        {"append a byte", [](SSimpleBuffer& bytes) { bytes.append(0x01); }},
+        {"reserve", [](SSimpleBuffer& bytes) { bytes.reserve(5000); }},
+    };
+    for (const auto& row : rows) {
+        for (const bool shared : {false, true}) {
+            int point = 0;
+            do {
+                const long before = memory.liveBlocks;
+                bool holds = false;
+                Outcome outcome;
+                {
+                    SSimpleBuffer bytes;
+                    bytes.append(more.data(), 200, SSimpleBuffer::none);
+                    const SSimpleBuffer other = shared ? bytes : SSimpleBuffer();
+                    SSimpleBuffer expected(bytes);
+                    row.run(expected);
+                    outcome = tryWith(Failing::onlyThat, point, [&] { row.run(bytes); });
+                    const bool passed = memory.failures == 0;
+                    holds = std::ranges::equal(bytes.view(),
+                                               passed ? expected.view() : std::span(more).first(200)) &&
+                            (!shared || other.getNBytes() == 200);
+                }
+                const long after = memory.liveBlocks;
+                EXPECT_TRUE(holds) << row.name << ", allocation " << point;
+                EXPECT_FALSE(outcome.threw) << row.name << ", allocation " << point;
+                EXPECT_EQ(after, before) << row.name << ", allocation " << point;
+                ++point;
+            } while (memory.failures != 0 && point < 100);
+            EXPECT_GT(point, 1) << row.name;
+        }
+    }
 }
 
 TEST_F(allocFailure, replacesWordsWholeOrNotAtAll)
