@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 #include <string>
 
@@ -98,7 +98,7 @@ const Row rows[] = {
     {"an adopted block",
      [](SSimpleBuffer& b) {
          if (unsigned char* const block = SSimpleBuffer::alloc(2)) {
-             std::memcpy(block, "ok", 2);
+             std::copy_n("ok", 2, block);
              b = SSimpleBuffer(block, 2, true);
          }
      },

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <compare>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 namespace MorvexA106
@@ -53,7 +54,14 @@ public:
     /// refused: the assertion "0" is reported, the handle holds nothing and the caller keeps the block.
     SSimpleBuffer(unsigned char* bytes, unsigned n, bool adopt) noexcept;
 
-    SSimpleBuffer(const SSimpleBuffer& other) noexcept;
+    SSimpleBuffer(const SSimpleBuffer& other) noexcept : buffer(other.buffer)
+    {
+        if (buffer != nullptr) {
+            countUp(*buffer);
+        } else {
+            shareNothing();
+        }
+    }
 
     /// The other handle is empty afterwards.
     SSimpleBuffer(SSimpleBuffer&& other) noexcept;
@@ -87,13 +95,22 @@ public:
     /// Appends `n` bytes, which may be the buffer's own. A move to a new record, which happens when the record
     /// is shared, or has no room to spare after the append, adds `headroom` to the new capacity. Null or no
     /// bytes change nothing.
-    void append(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept;
+    void append(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept
+    {
+        if (bytes == nullptr || n == 0 || !isWritable() ||
+            !hasRoomFor(std::uint64_t(buffer->bytesUsed) + n)) {
+            appendSlow(bytes, n, headroom);
+            return;
+        }
+        std::memmove(buffer->data + buffer->bytesUsed, bytes, n);
+        buffer->bytesUsed += n;
+    }
 
     /// Without headroom.
     void append(unsigned char byte) noexcept
     {
-        if (!isWritable() || !hasRoomFor(buffer->bytesUsed + std::uint64_t(1))) {
-            append(&byte, 1, none);
+        if (!isWritable() || !hasRoomFor(std::uint64_t(buffer->bytesUsed) + 1)) {
+            appendSlow(&byte, 1, none);
             return;
         }
         buffer->data[buffer->bytesUsed++] = byte;
@@ -253,6 +270,14 @@ private:
         return buffer != nullptr && buffer->refCount.load(std::memory_order_acquire) <= 1 && !buffer->mapped;
     }
     bool hasRoomFor(std::uint64_t bytes) const noexcept { return bytes < buffer->bytesAllocated; }
+    static void countUp(SSimpleInternalBuffer& record) noexcept
+    {
+        if (!IsEmptyBuffer(record)) {
+            record.refCount.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
+    void shareNothing() noexcept;
+    void appendSlow(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept;
     bool moveTo(std::uint64_t capacity, std::uint64_t bytesToCopy, Held& old) noexcept;
     bool makeRoom(std::uint64_t needed, unsigned headroom, Held& old) noexcept;
     void write(const unsigned char* bytes, unsigned n) noexcept;

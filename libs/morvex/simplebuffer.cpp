@@ -150,11 +150,6 @@ SSimpleBuffer::SSimpleBuffer(unsigned char* bytes, unsigned n, bool adopt) noexc
     buffer->bytesUsed = n;
 }
 
-SSimpleBuffer::SSimpleBuffer(const SSimpleBuffer& other) noexcept : SSimpleBuffer()
-{
-    setBuffer(other.buffer);
-}
-
 SSimpleBuffer::SSimpleBuffer(SSimpleBuffer&& other) noexcept
     : buffer(std::exchange(other.buffer, &GetEmptyBuffer()))
 {}
@@ -198,7 +193,8 @@ bool SSimpleBuffer::reserve(unsigned bytes) noexcept
     return moveTo(std::max<std::uint64_t>(bytes, buffer->bytesUsed) + 1, buffer->bytesUsed, old);
 }
 
-void SSimpleBuffer::append(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept
+/// Where `append` finds no room in place, or nothing to append.
+void SSimpleBuffer::appendSlow(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept
 {
     if (bytes == nullptr || n == 0 || !check(buffer != nullptr, "buffer")) {
         return;
@@ -316,9 +312,7 @@ void SSimpleBuffer::setBuffer(SSimpleInternalBuffer* record) noexcept
     if (!check(record != nullptr, "buffer_ != 0") || record == buffer) {
         return;
     }
-    if (!IsEmptyBuffer(*record)) {
-        record->refCount.fetch_add(1, std::memory_order_relaxed);
-    }
+    countUp(*record);
     ReleaseBuffer(std::exchange(buffer, record));
 }
 
@@ -334,6 +328,7 @@ void SSimpleBuffer::ReleaseBuffer(SSimpleInternalBuffer* record) noexcept
     if (record->deleteBackingFile) {
         removeBackingFile(record->backingFileName);
     }
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the empty record has been told apart by its count
     delete record;
 }
 
@@ -393,6 +388,13 @@ bool SSimpleBuffer::makeRoom(std::uint64_t needed, unsigned headroom, Held& old)
         return true;
     }
     return moveTo(required + (headroom != none ? headroom : 0), buffer->bytesUsed, old);
+}
+
+/// What a copy of a handle that holds nothing comes to.
+void SSimpleBuffer::shareNothing() noexcept
+{
+    buffer = &GetEmptyBuffer();
+    check(false, "buffer_ != 0");
 }
 
 void SSimpleBuffer::write(const unsigned char* bytes, unsigned n) noexcept
