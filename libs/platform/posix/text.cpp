@@ -272,6 +272,12 @@ wchar_t nextWide(const unsigned short*& text, const unsigned short* end = nullpt
     return static_cast<wchar_t>(unit);
 }
 
+/// The C library drops these without a word where a code set lacks them.
+bool isLanguageTag(wchar_t character) noexcept
+{
+    return static_cast<WideCode>(character) >> 7 == 0xE0000 >> 7;
+}
+
 /// The same as a small letter, if that is wanted.
 wchar_t nextWide(const unsigned short*& text, bool fold) noexcept
 {
@@ -368,7 +374,7 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
     }
     std::mbstate_t state{};
     const std::size_t length = std::wcrtomb(bytes, static_cast<wchar_t>(character), &state);
-    return length == static_cast<std::size_t>(-1) ? -1 : static_cast<int>(length);
+    return length == static_cast<std::size_t>(-1) || length == 0 ? -1 : static_cast<int>(length);
 }
 
 std::size_t stepOf(const char* text) noexcept
@@ -430,7 +436,13 @@ std::size_t LocaleText::encodeRun(const unsigned short*& units, const unsigned s
     std::size_t count = 0;
     const unsigned short* next = units;
     while (count < std::min(runLength, room / maxEncodedBytes) && next != end) {
-        wide[count++] = nextWide(next, end);
+        const unsigned short* at = next;
+        wide[count] = nextWide(next, end);
+        if (isLanguageTag(wide[count])) {
+            next = at;
+            break;
+        }
+        ++count;
     }
     const wchar_t* source = wide;
     std::mbstate_t state{};
