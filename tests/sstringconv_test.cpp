@@ -198,14 +198,20 @@ void convertManyReals(unsigned seed)
     SCOPED_TRACE(testing::Message() << "seed " << seed << ", " << sizeof(F) << " bytes");
     std::mt19937_64 random(seed);
     using Limits = std::numeric_limits<F>;
-    for (const F value : {F(0), -F(0), F(0.1), F(1e5), Limits::max(), Limits::lowest(), Limits::min(),
-                          Limits::denorm_min(), Limits::epsilon(), Limits::infinity(), -Limits::infinity()}) {
+    for (const F value :
+         {F(0), -F(0), F(0.1), F(1e5), F(1e5 + 0.5), F(0.001), F(0.0005), F(0.0004), F(-999.999), F(999999),
+          F(999999999999.999), F(1e12), Limits::max(), Limits::lowest(), Limits::min(), Limits::denorm_min(),
+          Limits::epsilon(), Limits::infinity(), -Limits::infinity()}) {
         expectRoundTripOf(value);
     }
     for (int i = 0; i < 20000 && !testing::Test::HasFatalFailure(); ++i) {
         const F value = std::bit_cast<F>(static_cast<Bits<F>>(random()));
         expectRoundTripOf(std::isnan(value) ? F(0) : value);
-        expectRoundTripOf(static_cast<F>(static_cast<int>(random())) / 100);
+        // Short decimal numbers have a way of their own, and their neighbours must not go it.
+        const auto decimal = static_cast<F>(static_cast<std::int64_t>(random()) >> random() % 63) /
+                             static_cast<F>(std::pow(10, random() % 6));
+        expectRoundTripOf(decimal);
+        expectRoundTripOf(std::nextafter(decimal, Limits::max()));
     }
 }
 

@@ -131,7 +131,7 @@ public:
 
     /// Units that hold any integer in any base, and any real number, with sign and terminator.
     static constexpr std::size_t integerRoom = 66;
-    static constexpr std::size_t realRoom = 32;
+    static constexpr std::size_t realRoom = NumberText::realRoom;
 
     SStringConv_t() = delete;
 
@@ -171,6 +171,13 @@ public:
     template <SReal F>
     static unsigned int ToBuffer(F value, std::span<unit_type> buffer) noexcept
     {
+        if constexpr (sizeof(unit_type) == 1) {
+            if (buffer.size() >= realRoom) {
+                char* const end = NumberText::putReal(buffer.data(), value);
+                *end = 0;
+                return static_cast<unsigned int>(end - buffer.data());
+            }
+        }
         return NumberText::writeReal(buffer, value);
     }
     template <STruth B>

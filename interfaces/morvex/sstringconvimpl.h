@@ -6,6 +6,7 @@
 
 #include "morvex/export.h"
 
+#include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <concepts>
@@ -155,6 +156,60 @@ T* writeDecimal(T* at, std::uint64_t value) noexcept
     return putEightDigits(at, value % 100'000'000);
 }
 
+/// Units that hold any real number, with sign and terminator.
+inline constexpr std::size_t realRoom = 32;
+
+/// Thousandths, at most three digits, without zeros at the end; nothing for none.
+inline char* putThousandths(char* at, unsigned int thousandths) noexcept
+{
+    if (thousandths == 0) {
+        return at;
+    }
+    *at++ = '.';
+    for (unsigned int unit = 100; thousandths != 0; unit /= 10) {
+        *at++ = static_cast<char>('0' + thousandths / unit);
+        thousandths %= unit;
+    }
+    return at;
+}
+
+/// Writes a number that is a whole number of thousandths, as most that people meet are; null for another.
+///
+/// With no more digits than the type keeps (`digits10`), no two decimal numbers are the same number of the type. So
+/// the one that reads back as the value, which one division tells, is the shortest text; and with three decimals
+/// at most it is shorter than one with an exponent, unless many zeros stand at the end of a whole number. Not where
+/// the machine rounds a step to something else than the type.
+template <SReal F>
+char* putShortDecimal(char* at, F value) noexcept
+{
+    constexpr F limit = sizeof(F) == sizeof(double) ? F(1e15) : F(1e6);
+    const F scaled = std::fabs(value) * 1000 + F(0.5);
+    if (FLT_EVAL_METHOD != 0 || !(scaled >= 1 && scaled < limit)) {
+        return nullptr;
+    }
+    const auto thousandths = static_cast<std::uint64_t>(scaled);
+    const std::uint64_t whole = thousandths / 1000;
+    const auto rest = static_cast<unsigned int>(thousandths % 1000);
+    const bool isExact = static_cast<F>(thousandths) / 1000 == std::fabs(value);
+    if (!isExact || (rest == 0 && whole % 100'000 == 0)) {
+        return nullptr;
+    }
+    *at = '-';
+    return putThousandths(writeDecimal(at + (value < 0 ? 1 : 0), whole), rest);
+}
+
+/// Needs `realRoom`, the terminator's unit included; returns the end. What is no number has a sign, which says
+/// nothing, and is written without.
+template <SReal F>
+char* putReal(char* at, F value) noexcept
+{
+    if (char* const end = putShortDecimal(at, value)) {
+        return end;
+    }
+    const F unsignedNan = std::numeric_limits<F>::quiet_NaN();
+    return std::to_chars(at, at + realRoom - 1, std::isnan(value) ? unsignedNan : value).ptr;
+}
+
 /// As `writeDecimal` in a base of 2 to 36, with small letters.
 template <class T>
 MORVEX_EXPORT T* writeInBase(T* at, std::uint64_t value, unsigned int base) noexcept;
@@ -250,19 +305,61 @@ bool readInBase(Bounded<T> text, N& value, unsigned int base) noexcept
 /// takes a payload behind `nan`, and whether it tells of a number that is too small depends on its version.
 MORVEX_EXPORT bool isTakenAsUnusual(std::string_view text) noexcept;
 
+/// The powers of ten up to the one that goes with `shortDecimalUnits`; a `double` holds each of them exactly.
+inline constexpr double powersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                         1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+inline constexpr std::ptrdiff_t shortDecimalUnits = 17;
+
+/// Reads a decimal number of at most 15 digits and no exponent that fills the text: digits and power of ten are exact
+/// then, so that one division rounds as it should, where the machine rounds each step to `double`. Returns false
+/// for all others, which says nothing of them.
+inline bool readShortDecimal(const char* at, const char* end, double& value) noexcept
+{
+    if (FLT_EVAL_METHOD != 0 || end - at > shortDecimalUnits) {
+        return false;
+    }
+    const bool negative = at != end && *at == '-';
+    const char* point = nullptr;
+    std::uint64_t sum = 0;
+    int digits = 0;
+    for (at += negative ? 1 : 0; at != end; ++at) {
+        const unsigned int digit = static_cast<unsigned int>(*at) - '0';
+        if (digit < 10) {
+            sum = sum * 10 + digit;
+            ++digits;
+        } else if (*at == '.' && point == nullptr) {
+            point = at;
+        } else {
+            return false;
+        }
+    }
+    if (digits == 0 || digits > 15) {
+        return false;
+    }
+    const double amount = static_cast<double>(sum) / powersOfTen[point != nullptr ? end - point - 1 : 0];
+    value = negative ? -amount : amount;
+    return true;
+}
+
 /// Reads a real number that fills the text. The standard's reader takes no plus.
 template <SReal F>
 bool readReal(std::string_view text, F& value) noexcept
 {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    if constexpr (std::same_as<F, double>) {
+        if (readShortDecimal(at, end, value)) {
+            return true;
+        }
+    }
     if (text.starts_with('+')) [[unlikely]] {
-        text.remove_prefix(1);
-        if (text.starts_with('-')) {
+        ++at;
+        if (text.starts_with("+-")) {
             return false;
         }
     }
     F number = 0;
-    const char* const end = text.data() + text.size();
-    const std::from_chars_result result = std::from_chars(text.data(), end, number);
+    const std::from_chars_result result = std::from_chars(at, end, number);
     if (result.ec != std::errc() || result.ptr != end) {
         return false;
     }

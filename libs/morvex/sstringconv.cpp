@@ -18,7 +18,8 @@ namespace
 
 using NumberText::Bounded;
 
-constexpr std::size_t realRoom = SStringConv::realRoom;
+using NumberText::putReal;
+using NumberText::realRoom;
 
 /// 99 for what is no digit in any base.
 unsigned int digitOf(unsigned int unit) noexcept
@@ -66,15 +67,6 @@ T* putInteger(T* at, std::uint64_t magnitude, bool negative, unsigned int base) 
                       : NumberText::writeInBase(at, magnitude, base);
 }
 
-/// Needs `realRoom`, the terminator's unit included; returns the end. What is no number has a sign, which says nothing, and is written without.
-template <class F>
-char* putReal(char* at, F value) noexcept
-{
-    return std::to_chars(at, at + realRoom - 1,
-                         std::isnan(value) ? std::numeric_limits<F>::quiet_NaN() : value)
-        .ptr;
-}
-
 /// Copies text and terminator when there is room for both; its length, or 0.
 template <class T>
 unsigned int copyInto(std::span<T> buffer, const T* begin, const T* end) noexcept
@@ -97,16 +89,16 @@ unsigned int copyInto(std::span<T> buffer, std::string_view text) noexcept
 }
 
 template <class T, int M>
-TextBuilder<T, M> builderFor(const SString_t<T, M>*) noexcept
+TextBuilder<T, M> builderFor(const SString_t<T, M>*, std::size_t room)
 {
-    return {};
+    return TextBuilder<T, M>(room);
 }
 
 /// A string that `put(begin)` fills, for which at most `room` units are needed; it returns the end.
 template <class S, class Put>
 S built(std::size_t room, Put put)
 {
-    auto text = builderFor(static_cast<const S*>(nullptr));
+    auto text = builderFor(static_cast<const S*>(nullptr), room);
     auto* const begin = text.extend(room);
     text.cutTo(static_cast<std::size_t>(put(begin) - begin));
     return S(text.take());
@@ -231,13 +223,6 @@ template <class T, SReal F>
 unsigned int writeReal(std::span<T> buffer, F value) noexcept
 {
     char digits[realRoom];
-    if constexpr (sizeof(T) == 1) {
-        if (buffer.size() >= realRoom) {
-            char* const end = putReal(buffer.data(), value);
-            *end = 0;
-            return static_cast<unsigned int>(end - buffer.data());
-        }
-    }
     return copyInto(buffer,
                     std::string_view(digits, static_cast<std::size_t>(putReal(digits, value) - digits)));
 }
@@ -314,8 +299,12 @@ template <class S, class F>
 S textOfReal(F value)
 {
     return built<S>(realRoom, [=](auto* at) {
-        char digits[realRoom];
-        return std::copy(digits, putReal(digits, value), at);
+        if constexpr (sizeof *at == 1) {
+            return putReal(at, value);
+        } else {
+            char digits[realRoom];
+            return std::copy(digits, putReal(digits, value), at);
+        }
     });
 }
 
