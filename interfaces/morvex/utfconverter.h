@@ -185,7 +185,7 @@ public:
 private:
     void swap(CUTFConverter& other) noexcept;
 
-    struct Free
+    struct MORVEX_EXPORT Free
     {
         void operator()(unsigned char* block) const noexcept;
     };

@@ -142,10 +142,10 @@ MORVEX_AVX2_PART bool isZero(Vector vector) noexcept
     return hasNone(vector, vector);
 }
 
-/// True when one of the last three bytes of a block with these signs may leave a character unfinished.
+/// True when a block with these signs may leave a character unfinished: its last byte isn't ASCII.
 MORVEX_AVX2_PART bool mayEndInside(std::uint32_t signsOfBlock) noexcept
 {
-    return signsOfBlock >> 29 != 0;
+    return signsOfBlock >> 31 != 0;
 }
 
 MORVEX_AVX2_PART std::size_t countBegins(Vector bytes) noexcept

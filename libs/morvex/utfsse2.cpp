@@ -164,7 +164,7 @@ MORVEX_SSE2 Counted countUtf8Sse2(const Byte* source, const Byte* sourceEnd) noe
         counted.characters += characters;
         counted.units16 += characters + fours;
         previous = bytes;
-        inside = signsOfBlock >> 13 != 0;
+        inside = signsOfBlock >> 15 != 0; // the last byte isn't ASCII
     }
     return finishCount(counted, source, sourceEnd, scalarKernels);
 }
