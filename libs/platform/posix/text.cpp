@@ -278,6 +278,48 @@ bool isLanguageTag(wchar_t character) noexcept
     return static_cast<WideCode>(character) >> 7 == 0xE0000 >> 7;
 }
 
+/// Widens whole blocks without surrogates; how many units that were.
+std::size_t widenBlocks(const unsigned short* units, std::size_t count, wchar_t* wide) noexcept
+{
+    std::size_t done = 0;
+    for (; done + blockLength <= count; done += blockLength) {
+        bool surrogates = false;
+        for (std::size_t k = 0; k < blockLength; ++k) {
+            surrogates |= (units[done + k] & 0xF800) == 0xD800;
+        }
+        if (surrogates) {
+            break;
+        }
+        for (std::size_t k = 0; k < blockLength; ++k) {
+            wide[done + k] = units[done + k];
+        }
+    }
+    return done;
+}
+
+/// Joins pairs until there are `room` characters, up to a language tag; moves the cursor on.
+std::size_t widen(const unsigned short*& units, const unsigned short* end, wchar_t* wide,
+                  std::size_t room) noexcept
+{
+    std::size_t count = 0;
+    while (count < room && units != end) {
+        const auto left = static_cast<std::size_t>(end - units);
+        const std::size_t done = widenBlocks(units, std::min(room - count, left), wide + count);
+        count += done;
+        units += done;
+        for (std::size_t k = 0; k < blockLength && count < room && units != end; ++k) {
+            const unsigned short* next = units;
+            wide[count] = nextWide(next, end);
+            if (isLanguageTag(wide[count])) {
+                return count;
+            }
+            units = next;
+            ++count;
+        }
+    }
+    return count;
+}
+
 /// The same as a small letter, if that is wanted.
 wchar_t nextWide(const unsigned short*& text, bool fold) noexcept
 {
@@ -433,17 +475,8 @@ std::size_t LocaleText::encodeRun(const unsigned short*& units, const unsigned s
                                   std::size_t room) const noexcept
 {
     wchar_t wide[runLength];
-    std::size_t count = 0;
     const unsigned short* next = units;
-    while (count < std::min(runLength, room / maxEncodedBytes) && next != end) {
-        const unsigned short* at = next;
-        wide[count] = nextWide(next, end);
-        if (isLanguageTag(wide[count])) {
-            next = at;
-            break;
-        }
-        ++count;
-    }
+    const std::size_t count = widen(next, end, wide, std::min(runLength, room / maxEncodedBytes));
     const wchar_t* source = wide;
     std::mbstate_t state{};
     const std::size_t length = wcsnrtombs(bytes, &source, count, room, &state);
