@@ -1,5 +1,6 @@
 #include "morvex/sstringhelper.h"
 
+#include "morvex/badalloc.h"
 #include "morvex/multibyte.h"
 #include "morvex/pathrules.h"
 #include "morvex/textbuilder.h"
@@ -111,7 +112,7 @@ void SStringHelper::UnifyAllSlashes(SAnsiString& path)
 
 void SStringHelper::UnifyAllSlashes(SAnsiString& path, char separator)
 {
-    replace(path, PathRules::unified(viewOf(path), separator));
+    replace(path, sayingBadAllocation([&] { return PathRules::unified(viewOf(path), separator); }));
 }
 
 SAnsiString SStringHelper::MakePath(const SAnsiString& folder, const SAnsiString& name,
@@ -123,16 +124,17 @@ SAnsiString SStringHelper::MakePath(const SAnsiString& folder, const SAnsiString
 SAnsiString SStringHelper::MakePath(const SAnsiString& drive, const SAnsiString& folder,
                                     const SAnsiString& name, const SAnsiString& extension)
 {
-    return SAnsiString(std::string_view(
-        PathRules::join({viewOf(drive), viewOf(folder), viewOf(name), viewOf(extension)}, style())));
+    const PathRules::Parts parts{viewOf(drive), viewOf(folder), viewOf(name), viewOf(extension)};
+    const std::string path = sayingBadAllocation([&] { return PathRules::join(parts, style()); });
+    return SAnsiString(std::string_view(path));
 }
 
 void SStringHelper::SplitPath(const SAnsiString& path, SAnsiString& drive, SAnsiString& folder,
                               SAnsiString& name, SAnsiString& extension)
 {
-    // Any of the others may be the path.
-    const std::string kept(viewOf(path)); // NOLINT(performance-unnecessary-copy-initialization)
-    const PathRules::Parts parts = PathRules::split(kept, style());
+    // Any of the others may be the path: its buffer is held while it is read.
+    const SAnsiString kept(path); // NOLINT(performance-unnecessary-copy-initialization)
+    const PathRules::Parts parts = PathRules::split(viewOf(kept), style());
     replace(drive, parts.drive);
     replace(folder, parts.folder);
     replace(name, parts.name);

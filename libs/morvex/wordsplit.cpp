@@ -1,5 +1,6 @@
 #include "morvex/wordsplit.h"
 
+#include "morvex/badalloc.h"
 #include "morvex/characters.h"
 #include "morvex/sstrtok.h"
 
@@ -76,7 +77,7 @@ void makeWordsOf(std::string_view text, const SAnsiString& separators, SIArray<W
     SIArray<Word> found;
     Splitter splitter(text, separators, quotes);
     for (std::string_view word; splitter.next(word);) {
-        found.Add(Word(word));
+        sayingBadAllocation([&] { return found.Add(Word(word)); });
     }
     words = std::move(found);
 }
