@@ -53,7 +53,8 @@ enum ConversionResult
 ///     unsigned short* to = units;
 ///     const ConversionResult result = ConvertUTF8toUTF16(&from, bytes + size, &to, units + room);
 ///
-/// A pair, or a sequence of bytes, is written whole or not at all. Where the target has no room, the target's
+/// A pair, or a sequence of bytes, is written whole or not at all. What stands between the target's cursor and its
+/// end afterwards is undefined. Where the target has no room, the target's
 /// cursor stays before the character. The source's does too, but for the two conversions into UTF-8, which have
 /// moved it past the character already: whoever goes on with a new target takes it one character back.
 

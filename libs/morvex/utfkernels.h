@@ -9,7 +9,8 @@
 ///     if (counted.stop == text + size) { ... counted.characters ... }
 ///
 /// Every loop stops before the first thing that it does not take, never reads at or past an end and never writes
-/// at or past the target's. Source and target must not overlap. An end before its begin is an empty range.
+/// at or past the target's; between the place where the target stands afterwards and its end it may have. Source
+/// and target must not overlap. An end before its begin is an empty range.
 ///
 /// There is an implementation for every level of the processor; all give the same answers.
 

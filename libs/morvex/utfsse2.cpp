@@ -80,7 +80,8 @@ MORVEX_SSE2_PART Vector below(Vector bytes, int end) noexcept
 MORVEX_SSE2_PART std::size_t countOf(Vector mask) noexcept
 {
     const Vector sums = _mm_sad_epu8(both(mask, allBytes(1)), _mm_setzero_si128());
-    return static_cast<std::size_t>(_mm_cvtsi128_si32(sums) + _mm_extract_epi16(sums, 4));
+    return static_cast<std::size_t>(_mm_extract_epi16(sums, 0)) +
+           static_cast<std::size_t>(_mm_extract_epi16(sums, 4));
 }
 
 /// Those that are not below 0x80 among the first units of a text, as the bits of a mask say, `bits` of them a unit:
