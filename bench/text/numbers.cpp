@@ -58,6 +58,17 @@ void addOursWriting(Bench::Row& row, const std::vector<Number>& values)
 }
 
 template <class Number>
+void requireReadsBack(const std::vector<Number>& values, const std::vector<std::string>& texts)
+{
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        Number number{};
+        require(SStringConv::FromString(texts[i], number) && number == values[i] &&
+                    SStringConv::ToString(values[i]).view().size() == texts[i].size(),
+                "a number has the shortest text, and reads back: " + texts[i]);
+    }
+}
+
+template <class Number>
 void addOursReading(Bench::Row& row, const std::vector<std::string>& texts)
 {
     row.ours([ours = oursOf(texts), next = 0u]() mutable {
@@ -69,6 +80,7 @@ void addOursReading(Bench::Row& row, const std::vector<std::string>& texts)
 
 void addIntegers(Rows& rows, const Integers& integers)
 {
+    requireReadsBack(integers.values, integers.texts);
     Bench::Row& toText = rows.add(Name::integerToText);
     addOursWriting(toText, integers.values);
     toText.peer("std::to_chars", onEachOf(integers.values, [](int number) { writeByToChars(number); }));
@@ -95,6 +107,7 @@ void addIntegers(Rows& rows, const Integers& integers)
 
 void addDoubles(Rows& rows, const Doubles& doubles)
 {
+    requireReadsBack(doubles.values, doubles.texts);
     Bench::Row& toText = rows.add(Name::toText(doubles));
     addOursWriting(toText, doubles.values);
     toText.peer("std::to_chars", onEachOf(doubles.values, [](double number) { writeByToChars(number); }));

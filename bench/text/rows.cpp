@@ -17,6 +17,14 @@ std::vector<Peer::Parts>& peers()
 
 } // namespace
 
+void require(bool holds, const std::string& what)
+{
+    if (!holds) {
+        std::fprintf(stderr, "text_bench: this does not hold: %s\n", what.c_str());
+        std::exit(1);
+    }
+}
+
 Bench::Row& Rows::operator[](const std::string& name)
 {
     for (Bench::Row& each : m_rows) {
@@ -24,8 +32,8 @@ Bench::Row& Rows::operator[](const std::string& name)
             return each;
         }
     }
-    std::fprintf(stderr, "text_bench: a peer takes part in a row that is not there: %s\n", name.c_str());
-    std::exit(1);
+    require(false, "the row is there that a peer takes part in: " + name);
+    std::abort();
 }
 
 std::vector<Bench::Verdict> Rows::run(const std::string& part)

@@ -21,6 +21,7 @@ inline const std::string build = "default construct and drop";
 inline const std::string appendCharacters = "append a character, 1000 times";
 inline const std::string appendPieces = "append 16 bytes up to 1 MB";
 inline const std::string find = "find in 64 KB";
+/// No target of ours, but what a short cut for equal bytes alone would hide.
 inline const std::string unequal = "differ in the last of 100 bytes";
 inline const std::string integerToText = "integer to text";
 inline const std::string textToInteger = "text to integer";
@@ -76,6 +77,9 @@ public:
 private:
     std::deque<Bench::Row> m_rows; // whose elements stay where they are
 };
+
+/// Ends the program where what is measured would not be the work that its row tells.
+void require(bool holds, const std::string& what);
 
 /// An operation on the next of the values, in turns.
 template <class Value, class Operation>

@@ -78,6 +78,8 @@ void addToUtf16(Rows& rows, const UnicodeText& text, double factor)
     row.peer("iconv", [&text] {
         keep(converter.convert(text.utf8.data(), text.utf8.size(), target.data(), target.size() * 2));
     });
+    convert(text.utf8, target);
+    require(std::memcmp(target.data(), text.utf16.data(), text.utf16.size() * 2) == 0, "the text in 16 bits");
     row.limit("memcpy of the result",
               [&text] { keep(std::memcpy(target.data(), text.utf16.data(), text.utf16.size() * 2)); });
     row.target(factor, {"QString", "QStringDecoder", "u_strFromUTF8"});
@@ -97,6 +99,8 @@ void addToUtf8(Rows& rows, const UnicodeText& text)
     row.peer("iconv", [&text] {
         keep(converter.convert(text.utf16.data(), text.utf16.size() * 2, target.data(), target.size()));
     });
+    convert(text.utf16, target);
+    require(std::memcmp(target.data(), text.utf8.data(), text.utf8.size()) == 0, "the text in UTF-8");
     row.limit("memcpy of the result",
               [&text] { keep(std::memcpy(target.data(), text.utf8.data(), text.utf8.size())); });
     row.target(1.0, {"QString", "QStringEncoder", "u_strToUTF8"});

@@ -42,6 +42,10 @@ std::size_t walkByMblen(const std::string& text)
 void addWalk(Rows& rows, const UnicodeText& text)
 {
     Bench::Row& row = rows.add(Name::walk(text));
+    require(walk(SAnsiString(text.utf8.c_str())) == text.characters &&
+                walkByMblen(text.utf8) == text.characters &&
+                walkByLeadByte(text.utf8.c_str()) == text.characters,
+            "every walk finds the same characters");
     row.ours([ours = SAnsiString(text.utf8.c_str())] { keep(walk(ours)); });
     row.peer("mblen", [&text] { keep(walkByMblen(text.utf8)); });
     row.limit("a step by the lead byte", [&text] { keep(walkByLeadByte(text.utf8.c_str())); });
@@ -52,6 +56,9 @@ void addWalk(Rows& rows, const UnicodeText& text)
 void addCount(Rows& rows, const UnicodeText& text)
 {
     Bench::Row& row = rows.add(Name::count(text));
+    require(SAnsiString(text.utf8.c_str()).getNChars() == text.characters &&
+                countBySse2(text.utf8) == text.characters,
+            "every count finds the same characters");
     row.ours([ours = SAnsiString(text.utf8.c_str())] { keep(ours.getNChars()); });
     row.peer("mbstowcs", [&text] { keep(std::mbstowcs(nullptr, text.utf8.c_str(), 0)); });
     row.peer("mblen", [&text] { keep(walkByMblen(text.utf8)); });
