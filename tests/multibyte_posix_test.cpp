@@ -1,3 +1,4 @@
+#include "platform/collation.h"
 #include "platform/text.h"
 
 #include "morvex/sstring.h"

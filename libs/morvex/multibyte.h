@@ -3,6 +3,7 @@
 /// @file
 /// What multibyte text needs beyond a step: counting, searching and mapping of case.
 
+#include "platform/collation.h"
 #include "platform/text.h"
 
 #include <cstddef>

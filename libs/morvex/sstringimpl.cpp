@@ -4,6 +4,7 @@
 #include "morvex/checks.h"
 #include "morvex/multibyte.h"
 #include "morvex/textunits.h"
+#include "platform/collation.h"
 #include "platform/text.h"
 
 #include <algorithm>

@@ -1,33 +1,19 @@
 #include "platform/text.h"
 
+#include "platform/posix/wide.h"
+
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
-#include <cwctype>
 #include <functional>
 #include <langinfo.h>
-#include <memory>
-#include <new>
 #include <numeric>
-#include <string>
-#include <string_view>
 
 namespace MorvexA106::Platform
 {
 
 namespace
 {
-
-static_assert(sizeof(wchar_t) == 4, "a wide character holds a code point here");
-
-bool isHighSurrogate(unsigned short unit) noexcept
-{
-    return (unit & 0xFC00) == 0xD800;
-}
-bool isLowSurrogate(unsigned short unit) noexcept
-{
-    return (unit & 0xFC00) == 0xDC00;
-}
 
 /// The bytes of a UTF-8 sequence by its first byte, as the C library counts them: five and six byte forms
 /// exist, 0 means that no character begins so.
@@ -148,9 +134,6 @@ bool isNamed(const char* codeset, const char (&name)[Size]) noexcept
 /// Characters that are handed to the C library at one go.
 constexpr std::size_t runLength = 512;
 
-/// No locale's character is longer.
-constexpr std::size_t maxEncodedBytes = 16;
-
 /// Loops over so many at a time are turned into vector instructions.
 constexpr std::size_t blockLength = 8;
 
@@ -187,89 +170,6 @@ void narrow(const wchar_t* wide, std::size_t count, unsigned short* units) noexc
 bool isUtf16(wchar_t character) noexcept
 {
     return static_cast<WideCode>(character) <= 0x10FFFF;
-}
-
-/// Writes one or two units and returns where they end.
-unsigned short* putUnits(WideCode character, unsigned short* units) noexcept
-{
-    if (character >= 0x10000) {
-        *units++ = static_cast<unsigned short>(0xD7C0 + (character >> 10));
-        character = 0xDC00 | (character & 0x3FF);
-    }
-    *units++ = static_cast<unsigned short>(character);
-    return units;
-}
-
-/// Gives the bytes of a text in small letters, one at a time, and zeros behind the end. What is no character, or has
-/// no small letter in the locale, is given as it is.
-class FoldedBytes
-{
-public:
-    FoldedBytes(const char* text, LocaleText locale) noexcept : m_text(text), m_locale(locale) {}
-
-    unsigned char next() noexcept
-    {
-        if (m_next == m_length) {
-            fold();
-        }
-        return static_cast<unsigned char>(m_bytes[m_next++]);
-    }
-
-private:
-    void fold() noexcept
-    {
-        WideCode character = 0;
-        const int taken = m_locale.decode(m_text, character);
-        const auto size = static_cast<std::size_t>(taken < 0 ? 1 : taken);
-        const int mapped = taken < 0 ? -1 : m_locale.encode(toLower(character), m_bytes);
-        if (mapped < 0) {
-            std::copy_n(m_text, size, m_bytes);
-        }
-        m_text += size; // none at the terminator, which is one byte when it is encoded
-        m_next = 0;
-        m_length = mapped < 0 ? size : static_cast<std::size_t>(mapped);
-    }
-
-    const char* m_text;
-    LocaleText m_locale;
-    char m_bytes[maxEncodedBytes];
-    std::size_t m_next = 0;
-    std::size_t m_length = 0;
-};
-
-std::string foldedText(const char* text, LocaleText locale)
-{
-    std::string folded;
-    folded.reserve(std::strlen(text));
-    FoldedBytes bytes(text, locale);
-    while (const unsigned char byte = bytes.next()) {
-        folded += static_cast<char>(byte);
-    }
-    return folded;
-}
-
-int compareFolded(const char* left, const char* right, LocaleText locale) noexcept
-{
-    FoldedBytes leftBytes(left, locale);
-    FoldedBytes rightBytes(right, locale);
-    for (;;) {
-        const int l = leftBytes.next();
-        const int r = rightBytes.next();
-        if (l != r || l == 0) {
-            return l - r;
-        }
-    }
-}
-
-/// The character at the cursor, pairs joined; advances the cursor. The end may be unknown where text is terminated.
-wchar_t nextWide(const unsigned short*& text, const unsigned short* end = nullptr) noexcept
-{
-    const unsigned short unit = *text++;
-    if (isHighSurrogate(unit) && text != end && isLowSurrogate(*text)) {
-        const unsigned short low = *text++;
-        return static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
-    }
-    return static_cast<wchar_t>(unit);
 }
 
 /// The C library drops these without a word where a code set lacks them.
@@ -318,65 +218,6 @@ std::size_t widen(const unsigned short*& units, const unsigned short* end, wchar
         }
     }
     return count;
-}
-
-/// The same as a small letter, if that is wanted.
-wchar_t nextWide(const unsigned short*& text, bool fold) noexcept
-{
-    const wchar_t character = nextWide(text);
-    return fold ? static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(character))) : character;
-}
-
-std::wstring toWide(const unsigned short* text, bool fold)
-{
-    std::wstring wide;
-    while (*text != 0) {
-        wide.push_back(nextWide(text, fold));
-    }
-    return wide;
-}
-
-int compareUnits(const unsigned short* left, const unsigned short* right) noexcept
-{
-    while (*left != 0 && *left == *right) {
-        ++left;
-        ++right;
-    }
-    return *left - *right;
-}
-
-int compareCharacters(const unsigned short* left, const unsigned short* right, bool fold) noexcept
-{
-    for (;;) {
-        const wchar_t l = nextWide(left, fold);
-        const wchar_t r = nextWide(right, fold);
-        if (l != r || l == 0) {
-            return (l > r) - (l < r);
-        }
-    }
-}
-
-/// Collation completed: texts that the locale calls equal are put in the order of their characters.
-int collateCompleted(const unsigned short* left, const unsigned short* right, bool fold)
-{
-    if (collationIsByteOrder() || compareUnits(left, right) == 0) {
-        return compareCharacters(left, right, fold);
-    }
-    const int order = std::wcscoll(toWide(left, fold).c_str(), toWide(right, fold).c_str());
-    return order != 0 ? order : compareCharacters(left, right, fold);
-}
-
-template <class Map>
-void mapWide(unsigned short* text, Map map) noexcept
-{
-    while (*text != 0) {
-        const unsigned short* next = text;
-        const WideCode mapped = map(static_cast<WideCode>(nextWide(next)));
-        if ((next - text == 2) == (mapped >= 0x10000)) {
-            putUnits(mapped, text);
-        }
-        text += next - text;
-    }
 }
 
 } // namespace
@@ -432,13 +273,6 @@ std::size_t stepOf(const char* text) noexcept
     return static_cast<std::size_t>(LocaleText::current().step(text));
 }
 
-bool foldsLikeAscii() noexcept
-{
-    // The item's value is a number that the C library hands out in place of the pointer. It also tells of letters with
-    // bytes from 0x80 up, so that a locale that has any is asked once more.
-    return reinterpret_cast<std::size_t>(nl_langinfo(_NL_CTYPE_NONASCII_CASE)) == 0 || toLower('I') == 'i';
-}
-
 std::size_t LocaleText::countAll(const char* text) const noexcept
 {
     std::mbstate_t state{};
@@ -485,101 +319,6 @@ std::size_t LocaleText::encodeRun(const unsigned short*& units, const unsigned s
     }
     units = next;
     return length;
-}
-
-WideCode toUpper(WideCode character) noexcept
-{
-    return static_cast<WideCode>(std::towupper(static_cast<std::wint_t>(character)));
-}
-
-WideCode toLower(WideCode character) noexcept
-{
-    return static_cast<WideCode>(std::towlower(static_cast<std::wint_t>(character)));
-}
-
-bool collationIsByteOrder() noexcept
-{
-    // The item's value is a number that the C library hands out in place of the pointer.
-    return reinterpret_cast<std::size_t>(nl_langinfo(_NL_COLLATE_NRULES)) == 0;
-}
-
-int collate(const char* left, const char* right) noexcept
-{
-    // The C library does not look for identical bytes first, and equal bytes always collate as equal.
-    const int bytes = std::strcmp(left, right);
-    if (bytes == 0 || collationIsByteOrder()) {
-        return bytes;
-    }
-    const int order = std::strcoll(left, right);
-    return order != 0 ? order : bytes;
-}
-
-bool collatesEqual(const char* left, const char* right) noexcept
-{
-    return std::strcmp(left, right) == 0;
-}
-
-bool collatesEqualWide(const unsigned short* left, const unsigned short* right)
-{
-    return compareUnits(left, right) == 0;
-}
-
-std::size_t collationHash(const char* text)
-{
-    return std::hash<std::string_view>()(text);
-}
-
-std::size_t collationHashWide(const unsigned short* text)
-{
-    const unsigned short* end = text;
-    while (*end != 0) {
-        ++end;
-    }
-    const auto* bytes = reinterpret_cast<const char*>(text);
-    return std::hash<std::string_view>()({bytes, static_cast<std::size_t>(end - text) * sizeof *text});
-}
-
-int collateNoCase(const char* left, const char* right)
-{
-    if (std::strcmp(left, right) == 0) {
-        return 0;
-    }
-    const LocaleText locale = LocaleText::current();
-    if (collationIsByteOrder()) {
-        return compareFolded(left, right, locale);
-    }
-    return collate(foldedText(left, locale).c_str(), foldedText(right, locale).c_str());
-}
-
-int collateWide(const unsigned short* left, const unsigned short* right)
-{
-    return collateCompleted(left, right, false);
-}
-
-int collateWideNoCase(const unsigned short* left, const unsigned short* right)
-{
-    return collateCompleted(left, right, true);
-}
-
-void makeUpperWide(unsigned short* text) noexcept
-{
-    mapWide(text, toUpper);
-}
-void makeLowerWide(unsigned short* text) noexcept
-{
-    mapWide(text, toLower);
-}
-
-unsigned short toUpperUnit(unsigned short unit) noexcept
-{
-    const WideCode mapped = toUpper(unit);
-    return mapped < 0x10000 ? static_cast<unsigned short>(mapped) : unit;
-}
-
-unsigned short toLowerUnit(unsigned short unit) noexcept
-{
-    const WideCode mapped = toLower(unit);
-    return mapped < 0x10000 ? static_cast<unsigned short>(mapped) : unit;
 }
 
 } // namespace MorvexA106::Platform
