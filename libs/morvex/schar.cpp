@@ -3,6 +3,7 @@
 #include "morvex/sstringimpl.h"
 #include "morvex/textunits.h"
 #include "morvex/utfscalar.h"
+#include "platform/collation.h"
 #include "platform/text.h"
 
 #include <algorithm>
