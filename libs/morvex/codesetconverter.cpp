@@ -3,7 +3,7 @@
 #include "morvex/codesetwalk.h"
 #include "morvex/textunits.h"
 #include "morvex/utfkernels.h"
-#include "morvex/utfscalar.h"
+#include "platform/utf16.h"
 
 #include <algorithm>
 #include <cstring>
@@ -123,7 +123,7 @@ std::size_t UnitReader::readSingle(unsigned short* units, std::size_t room) noex
         return 0;
     }
     if (count == 2) {
-        UtfKernels::writePair(character, units);
+        Platform::writePair(character, units);
     } else {
         *units = hasForm ? static_cast<unsigned short>(character) : u'?';
     }
@@ -171,11 +171,11 @@ std::size_t ByteWriter::writeRun(char* bytes, std::size_t room) noexcept
 
 std::size_t ByteWriter::writeSingle(char* bytes, std::size_t room) noexcept
 {
-    const bool pair = UtfKernels::isHighSurrogate(*m_units) && m_end - m_units > 1 &&
-                      UtfKernels::isLowSurrogate(m_units[1]);
+    const bool pair = Platform::isHighSurrogate(*m_units) && m_end - m_units > 1 &&
+                      Platform::isLowSurrogate(m_units[1]);
     char encoded[maxEncodedBytes];
     int length =
-        m_locale.encode(pair ? UtfKernels::joinSurrogates(m_units[0], m_units[1]) : *m_units, encoded);
+        m_locale.encode(pair ? Platform::joinSurrogates(m_units[0], m_units[1]) : *m_units, encoded);
     const bool hasForm = length > 0;
     if (!hasForm) {
         *encoded = '?'; // for this unit; the other half of a pair comes to the same end

@@ -2,9 +2,9 @@
 #include "morvex/multibyte.h"
 #include "morvex/sstringimpl.h"
 #include "morvex/textunits.h"
-#include "morvex/utfscalar.h"
 #include "platform/collation.h"
 #include "platform/text.h"
+#include "platform/utf16.h"
 
 #include <algorithm>
 #include <cctype>
@@ -182,7 +182,7 @@ unsigned int SChar_t<T, M>::toQCAChar(unsigned short* buffer) const noexcept
             return 0;
         }
         if (character > 0xFFFF) {
-            UtfKernels::writePair(character, buffer);
+            Platform::writePair(character, buffer);
             return 2;
         }
         *buffer = static_cast<unsigned short>(character);

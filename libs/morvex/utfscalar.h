@@ -5,6 +5,7 @@
 /// what they are checked against.
 
 #include "morvex/utfkernels.h"
+#include "platform/utf16.h"
 
 #include <cstdint>
 
@@ -13,31 +14,14 @@ namespace MorvexA106::UtfKernels
 
 extern const Kernels scalarKernels;
 
-inline bool isHighSurrogate(std::uint32_t unit) noexcept
-{
-    return (unit & 0xFFFFFC00u) == 0xD800;
-}
-
-inline bool isLowSurrogate(std::uint32_t unit) noexcept
-{
-    return (unit & 0xFFFFFC00u) == 0xDC00;
-}
+using Platform::isHighSurrogate;
+using Platform::isLowSurrogate;
+using Platform::joinSurrogates;
+using Platform::writePair;
 
 inline bool isSurrogate(std::uint32_t unit) noexcept
 {
     return (unit & 0xFFFFF800u) == 0xD800;
-}
-
-inline std::uint32_t joinSurrogates(std::uint32_t high, std::uint32_t low) noexcept
-{
-    return 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00);
-}
-
-/// The character must be above U+FFFF.
-inline void writePair(std::uint32_t character, Unit* target) noexcept
-{
-    target[0] = static_cast<Unit>(0xD800 + ((character - 0x10000) >> 10));
-    target[1] = static_cast<Unit>(0xDC00 + (character & 0x3FF));
 }
 
 /// Writes the character as that many bytes, 1 to 6, whether they are the right number for it or not.

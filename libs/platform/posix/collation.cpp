@@ -1,6 +1,6 @@
 #include "platform/collation.h"
 
-#include "platform/posix/wide.h"
+#include "platform/utf16.h"
 
 #include <algorithm>
 #include <cstring>
@@ -49,7 +49,7 @@ private:
 
     const char* m_text;
     LocaleText m_locale;
-    char m_bytes[maxEncodedBytes];
+    char m_bytes[16];
     std::size_t m_next = 0;
     std::size_t m_length = 0;
 };
@@ -78,18 +78,18 @@ int compareFolded(const char* left, const char* right, LocaleText locale) noexce
     }
 }
 
-/// The same as a small letter, if that is wanted.
-wchar_t nextMapped(const unsigned short*& text, bool fold) noexcept
+/// The character at the cursor, as a small letter if that is wanted; advances the cursor.
+WideCode nextMapped(const unsigned short*& text, bool fold) noexcept
 {
-    const wchar_t character = nextWide(text);
-    return fold ? static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(character))) : character;
+    const WideCode character = nextCharacter(text);
+    return fold ? toLower(character) : character;
 }
 
 std::wstring toWide(const unsigned short* text, bool fold)
 {
     std::wstring wide;
     while (*text != 0) {
-        wide.push_back(nextMapped(text, fold));
+        wide.push_back(static_cast<wchar_t>(nextMapped(text, fold)));
     }
     return wide;
 }
@@ -106,8 +106,8 @@ int compareUnits(const unsigned short* left, const unsigned short* right) noexce
 int compareCharacters(const unsigned short* left, const unsigned short* right, bool fold) noexcept
 {
     for (;;) {
-        const wchar_t l = nextMapped(left, fold);
-        const wchar_t r = nextMapped(right, fold);
+        const WideCode l = nextMapped(left, fold);
+        const WideCode r = nextMapped(right, fold);
         if (l != r || l == 0) {
             return (l > r) - (l < r);
         }
@@ -129,7 +129,7 @@ void mapWide(unsigned short* text, Map map) noexcept
 {
     while (*text != 0) {
         const unsigned short* next = text;
-        const WideCode mapped = map(static_cast<WideCode>(nextWide(next)));
+        const WideCode mapped = map(nextCharacter(next));
         if ((next - text == 2) == (mapped >= 0x10000)) {
             putUnits(mapped, text);
         }

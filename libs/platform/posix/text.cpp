@@ -1,6 +1,6 @@
 #include "platform/text.h"
 
-#include "platform/posix/wide.h"
+#include "platform/utf16.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,6 +14,8 @@ namespace MorvexA106::Platform
 
 namespace
 {
+
+static_assert(sizeof(wchar_t) == 4, "a wide character holds a code point here");
 
 /// The bytes of a UTF-8 sequence by its first byte, as the C library counts them: five and six byte forms
 /// exist, 0 means that no character begins so.
@@ -134,6 +136,9 @@ bool isNamed(const char* codeset, const char (&name)[Size]) noexcept
 /// Characters that are handed to the C library at one go.
 constexpr std::size_t runLength = 512;
 
+/// No locale's character is longer.
+constexpr std::size_t maxEncodedBytes = 16;
+
 /// Loops over so many at a time are turned into vector instructions.
 constexpr std::size_t blockLength = 8;
 
@@ -173,9 +178,9 @@ bool isUtf16(wchar_t character) noexcept
 }
 
 /// The C library drops these without a word where a code set lacks them.
-bool isLanguageTag(wchar_t character) noexcept
+bool isLanguageTag(WideCode character) noexcept
 {
-    return static_cast<WideCode>(character) >> 7 == 0xE0000 >> 7;
+    return character >> 7 == 0xE0000 >> 7;
 }
 
 /// Widens whole blocks without surrogates; how many units that were.
@@ -209,12 +214,12 @@ std::size_t widen(const unsigned short*& units, const unsigned short* end, wchar
         units += done;
         for (std::size_t k = 0; k < blockLength && count < room && units != end; ++k) {
             const unsigned short* next = units;
-            wide[count] = nextWide(next, end);
-            if (isLanguageTag(wide[count])) {
+            const WideCode character = nextCharacter(next, end);
+            if (isLanguageTag(character)) {
                 return count;
             }
             units = next;
-            ++count;
+            wide[count++] = static_cast<wchar_t>(character);
         }
     }
     return count;
