@@ -171,11 +171,10 @@ std::size_t ByteWriter::writeRun(char* bytes, std::size_t room) noexcept
 
 std::size_t ByteWriter::writeSingle(char* bytes, std::size_t room) noexcept
 {
-    const bool pair = Platform::isHighSurrogate(*m_units) && m_end - m_units > 1 &&
-                      Platform::isLowSurrogate(m_units[1]);
+    const bool pair =
+        Platform::isHighSurrogate(*m_units) && m_end - m_units > 1 && Platform::isLowSurrogate(m_units[1]);
     char encoded[maxEncodedBytes];
-    int length =
-        m_locale.encode(pair ? Platform::joinSurrogates(m_units[0], m_units[1]) : *m_units, encoded);
+    int length = m_locale.encode(pair ? Platform::joinSurrogates(m_units[0], m_units[1]) : *m_units, encoded);
     const bool hasForm = length > 0;
     if (!hasForm) {
         *encoded = '?'; // for this unit; the other half of a pair comes to the same end
