@@ -482,11 +482,9 @@ TEST_F(allocFailure, answersComparisonsAndSearchesOrThrows)
         return text;
     }();
     const std::vector<Case<SAnsiString>> rows = {
-        {"compareNoCase", [&](SAnsiString& text) { text = asText(text.compareNoCase(upper)); },
-         standardsText},
+        {"compareNoCase", [&](SAnsiString& text) { text = asText(text.compareNoCase(upper)); }},
         {"equality without case",
-         [&](SAnsiString& text) { text = SAnsiString(SAnsiStringCI(text) == upper ? "same" : "other"); },
-         standardsText},
+         [&](SAnsiString& text) { text = SAnsiString(SAnsiStringCI(text) == upper ? "same" : "other"); }},
         {"find without case",
          [&](SAnsiString& text) {
              const SAnsiStringCI searched(text);
