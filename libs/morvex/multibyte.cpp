@@ -1,6 +1,7 @@
 #include "morvex/multibyte.h"
 
 #include "morvex/asciifold.h"
+#include "morvex/badalloc.h"
 #include "morvex/checks.h"
 #include "morvex/utfkernels.h"
 
@@ -44,6 +45,11 @@ void reportMapping(MapResult result, const CaseMapping& mapping)
 
 namespace
 {
+
+int collateNoCase(const char* left, const char* right)
+{
+    return sayingBadAllocation([&] { return Platform::collateNoCase(left, right); });
+}
 
 unsigned int countWalking(const LocaleText& locale, const char* text) noexcept
 {
@@ -111,7 +117,7 @@ int compareNoCase(const char* left, const char* right, std::size_t common)
     const char l = left[same.length];
     const char r = right[same.length];
     if (same.needsI && !Platform::foldsLikeAscii()) {
-        return Platform::collateNoCase(left, right);
+        return collateNoCase(left, right);
     }
     if (l == 0 && r == 0) {
         return 0;
@@ -119,7 +125,7 @@ int compareNoCase(const char* left, const char* right, std::size_t common)
     // Where I has another small letter, it does not tell the order.
     const bool decides = AsciiFold::areAscii(l, r) && Platform::collationIsByteOrder() &&
                          ((l != 'I' && r != 'I') || Platform::foldsLikeAscii());
-    return decides ? AsciiFold::folded(l) - AsciiFold::folded(r) : Platform::collateNoCase(left, right);
+    return decides ? AsciiFold::folded(l) - AsciiFold::folded(r) : collateNoCase(left, right);
 }
 
 int compareBytesNoCase(const char* left, const char* right, std::size_t common) noexcept

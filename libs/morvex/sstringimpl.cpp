@@ -668,16 +668,15 @@ int SString_t<T, M>::compareNoCase(const T* other) const
 template <class T, int M>
 int SString_t<T, M>::compareNoCase(const T* other, [[maybe_unused]] std::size_t length) const
 {
-    [[maybe_unused]] const std::size_t common = std::min<std::size_t>(length, m_buffer->m_length);
-    return sayingBadAllocation([&] {
-        if constexpr (M == 0) {
-            return sign(Multibyte::compareNoCase(getString(), other, common));
-        } else if constexpr (sizeof(T) == 1) {
-            return Multibyte::compareBytesNoCase(getString(), other, common);
-        } else {
-            return sign(Platform::collateWideNoCase(getString(), other));
-        }
-    });
+    if constexpr (M == 0) {
+        const std::size_t common = std::min<std::size_t>(length, m_buffer->m_length);
+        return sign(Multibyte::compareNoCase(getString(), other, common));
+    } else if constexpr (sizeof(T) == 1) {
+        const std::size_t common = std::min<std::size_t>(length, m_buffer->m_length);
+        return Multibyte::compareBytesNoCase(getString(), other, common);
+    } else {
+        return sayingBadAllocation([&] { return sign(Platform::collateWideNoCase(getString(), other)); });
+    }
 }
 
 template <class T, int M>
