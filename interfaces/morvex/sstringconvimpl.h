@@ -80,8 +80,8 @@ void putPair(T* at, const char* pairs, std::uint64_t pair) noexcept
     if constexpr (sizeof(T) == 1) {
         std::memcpy(at, pairs + 2 * pair, 2);
     } else {
-        at[0] = static_cast<T>(pairs[2 * pair]);
-        at[1] = static_cast<T>(pairs[2 * pair + 1]);
+        at[0] = static_cast<unsigned char>(pairs[2 * pair]);
+        at[1] = static_cast<unsigned char>(pairs[2 * pair + 1]);
     }
 }
 

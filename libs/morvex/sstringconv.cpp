@@ -28,7 +28,12 @@ unsigned int digitOf(unsigned int unit) noexcept
     return unit - '0' < 10 ? unit - '0' : letter < 26 ? letter + 10 : 99;
 }
 
-constexpr char allDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+/// The digit of a value below 36.
+template <class T>
+T digitUnit(std::uint64_t value) noexcept
+{
+    return static_cast<T>(value < 10 ? '0' + value : 'a' + (value - 10));
+}
 
 /// In the base of 2 to the power of `bits`; returns the end.
 template <class T>
@@ -39,7 +44,7 @@ T* writeByShifting(T* at, std::uint64_t value, int bits) noexcept
         ++end;
     }
     for (T* digit = end; digit != at; value >>= bits) {
-        *--digit = static_cast<T>(allDigits[value & ((1u << bits) - 1)]);
+        *--digit = digitUnit<T>(value & ((1u << bits) - 1));
     }
     return end;
 }
@@ -51,7 +56,7 @@ T* writeByDividing(T* at, std::uint64_t value, unsigned int base) noexcept
     T* const end = digits + 64;
     T* begin = end;
     do {
-        *--begin = static_cast<T>(allDigits[value % base]);
+        *--begin = digitUnit<T>(value % base);
         value /= base;
     } while (value != 0);
     return std::copy(begin, end, at);
@@ -107,11 +112,11 @@ S built(std::size_t room, Put put)
 template <class T>
 bool isWord(Bounded<T> text, std::string_view lowerCase) noexcept
 {
-    return std::equal(text.at, text.end, lowerCase.begin(), lowerCase.end(), [](T unit, char wanted) {
-        const auto code = static_cast<unsigned int>(unit);
-        return code == static_cast<unsigned int>(wanted) ||
-               (code - 'A' < 26 && (code | 0x20) == static_cast<unsigned int>(wanted));
-    });
+    return std::equal(text.at, text.end, lowerCase.begin(), lowerCase.end(),
+                      [](T unit, unsigned char wanted) {
+                          const unsigned int code = static_cast<std::make_unsigned_t<T>>(unit);
+                          return code == wanted || (code - 'A' < 26 && (code | 0x20) == wanted);
+                      });
 }
 
 std::string_view truthText(bool value) noexcept
