@@ -4,6 +4,7 @@
 /// How the locale writes numbers.
 
 #include <cstddef>
+#include <cstring>
 
 namespace MorvexA106::Platform
 {
@@ -14,6 +15,18 @@ struct DecimalSign
     char bytes[16];
     std::size_t length; ///< at least 1
 };
+
+/// A sign from terminated text, or the point where that is empty or too long to be one.
+inline DecimalSign decimalSignFrom(const char* text) noexcept
+{
+    DecimalSign sign{".", 1};
+    const std::size_t length = std::strlen(text);
+    if (length > 0 && length <= sizeof sign.bytes) {
+        std::memcpy(sign.bytes, text, length);
+        sign.length = length;
+    }
+    return sign;
+}
 
 /// The point where the locale has no sign of its own.
 ///

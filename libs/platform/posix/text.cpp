@@ -82,6 +82,21 @@ int decodeUtf8(const char* text, WideCode& character) noexcept
     return decodeLongUtf8(bytes, character);
 }
 
+/// As a walk moves. The leads of nearly all text, which allow no overlong form and no surrogate, are taken first.
+std::size_t stepOfUtf8(const char* text) noexcept
+{
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    if (bytes[0] - 0xC2u < 0x1E) {
+        return isContinuation(bytes[1]) ? 2 : 1;
+    }
+    if (bytes[0] - 0xE1u < 0x0C) {
+        return isContinuation(bytes[1]) && isContinuation(bytes[2]) ? 3 : 1;
+    }
+    WideCode ignored = 0;
+    const int length = decodeUtf8(text, ignored);
+    return static_cast<std::size_t>(length < 0 ? 1 : length);
+}
+
 int encodeUtf8(WideCode character, char* bytes) noexcept
 {
     if (character < 0x80) {
@@ -267,15 +282,9 @@ int LocaleText::encode(WideCode character, char* bytes) const noexcept
 
 std::size_t stepOf(const char* text) noexcept
 {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
-    if (isNamed(nl_langinfo(CODESET), "UTF-8")) [[likely]] {
-        // Three bytes that can be neither an overlong form nor a surrogate: the bulk of what is no ASCII.
-        const bool plain = bytes[0] - 0xE1u < 0x0C && isContinuation(bytes[1]) && isContinuation(bytes[2]);
-        WideCode ignored = 0;
-        return plain ? 3
-                     : static_cast<std::size_t>(std::max(decodeUtf8(text, ignored), bytes[0] != 0 ? 1 : 0));
-    }
-    return static_cast<std::size_t>(LocaleText::current().step(text));
+    return isNamed(nl_langinfo(CODESET), "UTF-8")
+               ? stepOfUtf8(text)
+               : static_cast<std::size_t>(LocaleText::current().step(text));
 }
 
 std::size_t LocaleText::countAll(const char* text) const noexcept
