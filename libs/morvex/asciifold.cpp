@@ -1,5 +1,6 @@
 #include "morvex/asciifold.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -11,40 +12,46 @@ namespace MorvexA106::AsciiFold
 namespace
 {
 
-/// What a block of bytes says, a bit for each.
-struct Masks
+/// Sixteen bytes each. What is so is all ones, byte by byte.
+struct Block16
 {
-    std::uint32_t same;
-    std::uint32_t needsI;
+    __m128i same;   ///< the same without case, ASCII and not zero
+    __m128i bothIs; ///< the two cases of the letter i
 };
 
-/// Sixteen bytes each. Bytes from 0x80 up are negative numbers here, and so neither letters nor above zero.
-[[gnu::target("sse2")]] inline Masks compareBlock(__m128i left, __m128i right) noexcept
+struct Block32
+{
+    __m256i same;
+    __m256i bothIs;
+};
+
+/// Moves 'a' to the smallest number that a signed byte has, so that one comparison finds the 26 letters.
+constexpr char letterShift = static_cast<char>(-128 - 'a');
+constexpr char behindLetters = -128 + 26;
+
+/// Bytes from 0x80 up are negative numbers here, and so neither letters nor above zero.
+[[gnu::target("sse2")]] inline Block16 compareBlock(__m128i left, __m128i right) noexcept
 {
     const __m128i differs = _mm_xor_si128(left, right);
     const __m128i small = _mm_or_si128(left, _mm_set1_epi8(0x20));
-    const __m128i isLetter = _mm_and_si128(_mm_cmpgt_epi8(small, _mm_set1_epi8('a' - 1)),
-                                           _mm_cmplt_epi8(small, _mm_set1_epi8('z' + 1)));
+    const __m128i isLetter =
+        _mm_cmplt_epi8(_mm_add_epi8(small, _mm_set1_epi8(letterShift)), _mm_set1_epi8(behindLetters));
     const __m128i bothCases = _mm_and_si128(_mm_cmpeq_epi8(differs, _mm_set1_epi8(0x20)), isLetter);
     const __m128i equal = _mm_or_si128(_mm_cmpeq_epi8(differs, _mm_setzero_si128()), bothCases);
-    const __m128i same = _mm_and_si128(equal, _mm_cmpgt_epi8(left, _mm_setzero_si128()));
-    const __m128i isI = _mm_and_si128(bothCases, _mm_cmpeq_epi8(small, _mm_set1_epi8('i')));
-    return {static_cast<std::uint32_t>(_mm_movemask_epi8(same)),
-            static_cast<std::uint32_t>(_mm_movemask_epi8(isI))};
+    return {_mm_and_si128(equal, _mm_cmpgt_epi8(left, _mm_setzero_si128())),
+            _mm_and_si128(bothCases, _mm_cmpeq_epi8(small, _mm_set1_epi8('i')))};
 }
 
-[[gnu::target("avx2")]] inline Masks compareBlock(__m256i left, __m256i right) noexcept
+[[gnu::target("avx2")]] inline Block32 compareBlock(__m256i left, __m256i right) noexcept
 {
     const __m256i differs = _mm256_xor_si256(left, right);
     const __m256i small = _mm256_or_si256(left, _mm256_set1_epi8(0x20));
-    const __m256i isLetter = _mm256_and_si256(_mm256_cmpgt_epi8(small, _mm256_set1_epi8('a' - 1)),
-                                              _mm256_cmpgt_epi8(_mm256_set1_epi8('z' + 1), small));
+    const __m256i isLetter = _mm256_cmpgt_epi8(_mm256_set1_epi8(behindLetters),
+                                               _mm256_add_epi8(small, _mm256_set1_epi8(letterShift)));
     const __m256i bothCases = _mm256_and_si256(_mm256_cmpeq_epi8(differs, _mm256_set1_epi8(0x20)), isLetter);
     const __m256i equal = _mm256_or_si256(_mm256_cmpeq_epi8(differs, _mm256_setzero_si256()), bothCases);
-    const __m256i same = _mm256_and_si256(equal, _mm256_cmpgt_epi8(left, _mm256_setzero_si256()));
-    const __m256i isI = _mm256_and_si256(bothCases, _mm256_cmpeq_epi8(small, _mm256_set1_epi8('i')));
-    return {static_cast<std::uint32_t>(_mm256_movemask_epi8(same)),
-            static_cast<std::uint32_t>(_mm256_movemask_epi8(isI))};
+    return {_mm256_and_si256(equal, _mm256_cmpgt_epi8(left, _mm256_setzero_si256())),
+            _mm256_and_si256(bothCases, _mm256_cmpeq_epi8(small, _mm256_set1_epi8('i')))};
 }
 
 /// One byte after the other: for what is shorter than a block.
@@ -63,19 +70,11 @@ Prefix prefixByBytes(const char* left, const char* right, std::size_t length) no
     return prefix;
 }
 
-/// Takes a block's answer in: true while the texts are the same. What lies behind a difference does not count.
-template <std::uint32_t All>
-bool extend(Prefix& prefix, std::size_t at, Masks masks) noexcept
+/// The prefix that ends in the block at `at`, of whose bytes, a bit each, not all are the same.
+Prefix endedBy(std::uint32_t same, std::uint32_t bothIs, std::size_t at, bool needsI) noexcept
 {
-    if (masks.same == All) {
-        prefix.needsI |= masks.needsI != 0;
-        prefix.length = at + std::bit_width(All);
-        return true;
-    }
-    const int same = std::countr_one(masks.same);
-    prefix.needsI |= (masks.needsI & ((1u << same) - 1)) != 0;
-    prefix.length = at + static_cast<std::size_t>(same);
-    return false;
+    const int length = std::countr_one(same);
+    return {at + static_cast<std::size_t>(length), needsI || (bothIs & ((1u << length) - 1)) != 0};
 }
 
 /// Both halves of 8 to 16 bytes, which may overlap, as one block.
@@ -90,9 +89,9 @@ bool extend(Prefix& prefix, std::size_t at, Masks masks) noexcept
 [[gnu::target("sse2")]] Prefix prefixByHalves(const char* left, const char* right,
                                               std::size_t length) noexcept
 {
-    const Masks masks = compareBlock(loadHalves(left, length), loadHalves(right, length));
-    if (masks.same == 0xFFFF) {
-        return {length, masks.needsI != 0};
+    const Block16 block = compareBlock(loadHalves(left, length), loadHalves(right, length));
+    if (_mm_movemask_epi8(block.same) == 0xFFFF) {
+        return {length, _mm_movemask_epi8(block.bothIs) != 0};
     }
     return prefixByBytes(left, right, length); // a difference is near
 }
@@ -113,16 +112,18 @@ bool extend(Prefix& prefix, std::size_t at, Masks masks) noexcept
     if (length < 16) {
         return length < 8 ? prefixByBytes(left, right, length) : prefixByHalves(left, right, length);
     }
-    Prefix prefix{0, false};
-    std::size_t at = 0;
-    for (; at + 16 < length; at += 16) {
-        if (!extend<0xFFFF>(prefix, at, compareBlock(load16(left + at), load16(right + at)))) {
-            return prefix;
+    __m128i bothIs = _mm_setzero_si128();
+    for (std::size_t at = 0; at < length; at += 16) {
+        at = std::min(at, length - 16);
+        const Block16 block = compareBlock(load16(left + at), load16(right + at));
+        const auto same = static_cast<std::uint32_t>(_mm_movemask_epi8(block.same));
+        if (same != 0xFFFF) {
+            return endedBy(same, static_cast<std::uint32_t>(_mm_movemask_epi8(block.bothIs)), at,
+                           _mm_movemask_epi8(bothIs) != 0);
         }
+        bothIs = _mm_or_si128(bothIs, block.bothIs);
     }
-    at = length - 16;
-    extend<0xFFFF>(prefix, at, compareBlock(load16(left + at), load16(right + at)));
-    return prefix;
+    return {length, _mm_movemask_epi8(bothIs) != 0};
 }
 
 [[gnu::target("avx2")]] Prefix prefixBy32(const char* left, const char* right, std::size_t length) noexcept
@@ -130,16 +131,18 @@ bool extend(Prefix& prefix, std::size_t at, Masks masks) noexcept
     if (length < 32) {
         return prefixBy16(left, right, length);
     }
-    Prefix prefix{0, false};
-    std::size_t at = 0;
-    for (; at + 32 < length; at += 32) {
-        if (!extend<0xFFFFFFFF>(prefix, at, compareBlock(load32(left + at), load32(right + at)))) {
-            return prefix;
+    __m256i bothIs = _mm256_setzero_si256();
+    for (std::size_t at = 0; at < length; at += 32) {
+        at = std::min(at, length - 32);
+        const Block32 block = compareBlock(load32(left + at), load32(right + at));
+        const auto same = static_cast<std::uint32_t>(_mm256_movemask_epi8(block.same));
+        if (same != UINT32_MAX) {
+            return endedBy(same, static_cast<std::uint32_t>(_mm256_movemask_epi8(block.bothIs)), at,
+                           _mm256_movemask_epi8(bothIs) != 0);
         }
+        bothIs = _mm256_or_si256(bothIs, block.bothIs);
     }
-    at = length - 32;
-    extend<0xFFFFFFFF>(prefix, at, compareBlock(load32(left + at), load32(right + at)));
-    return prefix;
+    return {length, _mm256_movemask_epi8(bothIs) != 0};
 }
 
 using Implementation = Prefix(const char*, const char*, std::size_t) noexcept;
