@@ -187,6 +187,7 @@ unsigned int SChar_t<T, M>::toQCAChar(unsigned short* buffer) const noexcept
         }
         *buffer = static_cast<unsigned short>(character);
     } else {
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse): the sign goes along on purpose
         *buffer = static_cast<unsigned short>(static_cast<std::make_signed_t<T>>(*m_units));
     }
     return 1;

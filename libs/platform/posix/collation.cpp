@@ -35,6 +35,12 @@ public:
 private:
     void fold() noexcept
     {
+        m_next = 0;
+        if (*m_text == 0) {
+            m_bytes[0] = 0;
+            m_length = 1;
+            return;
+        }
         WideCode character = 0;
         const int taken = m_locale.decode(m_text, character);
         const auto size = static_cast<std::size_t>(taken < 0 ? 1 : taken);
@@ -42,14 +48,13 @@ private:
         if (mapped < 0) {
             std::copy_n(m_text, size, m_bytes);
         }
-        m_text += size; // none at the terminator, which is one byte when it is encoded
-        m_next = 0;
+        m_text += size;
         m_length = mapped < 0 ? size : static_cast<std::size_t>(mapped);
     }
 
     const char* m_text;
     LocaleText m_locale;
-    char m_bytes[16];
+    char m_bytes[16] = {};
     std::size_t m_next = 0;
     std::size_t m_length = 0;
 };

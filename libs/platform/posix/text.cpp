@@ -179,11 +179,11 @@ void narrow(const wchar_t* wide, std::size_t count, unsigned short* units) noexc
     std::size_t i = 0;
     for (; i + blockLength <= count; i += blockLength) {
         for (std::size_t k = 0; k < blockLength; ++k) {
-            units[i + k] = static_cast<unsigned short>(wide[i + k]);
+            units[i + k] = static_cast<unsigned short>(static_cast<WideCode>(wide[i + k]));
         }
     }
     for (; i < count; ++i) {
-        units[i] = static_cast<unsigned short>(wide[i]);
+        units[i] = static_cast<unsigned short>(static_cast<WideCode>(wide[i]));
     }
 }
 
