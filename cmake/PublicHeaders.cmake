@@ -22,6 +22,8 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/siservercontroller.h
   morvex/siserverexception.h
   morvex/siset.h
+  morvex/sdatetimestring.h
+  morvex/slocale.h
   morvex/splat.h
   morvex/ssfilesearch.h
   morvex/sstring.h

@@ -22,6 +22,8 @@
 #include "morvex/siservercontroller.h"
 #include "morvex/siserverexception.h"
 #include "morvex/siset.h"
+#include "morvex/sdatetimestring.h"
+#include "morvex/slocale.h"
 #include "morvex/splat.h"
 #include "morvex/ssfilesearch.h"
 #include "morvex/sstring.h"

@@ -1,0 +1,215 @@
+#include "morvex/slocale.h"
+
+#include "locales.h"
+#include "morvex/sdate.h"
+#include "morvex/sdatetimestring.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace MorvexA106;
+
+namespace
+{
+
+using Words = std::vector<std::string>;
+
+std::string plain(const SAnsiString& text)
+{
+    return std::string(text.view());
+}
+
+/// All the names that an object, or the class of the current names, has; the numbers around the range too.
+template <class Names>
+Words wordsOf(const Names& names)
+{
+    Words words;
+    for (int day = -1; day <= 7; ++day) {
+        words.push_back(plain(names.GetShortDay(day)));
+        words.push_back(plain(names.GetLongDay(day)));
+    }
+    for (int month = -1; month <= 13; ++month) {
+        words.push_back(plain(names.GetShortMonth(month)));
+        words.push_back(plain(names.GetLongMonth(month)));
+    }
+    for (const bool morning : {true, false}) {
+        words.push_back(plain(names.GetShortAM(morning)));
+        words.push_back(plain(names.GetLongAM(morning)));
+    }
+    return words;
+}
+
+/// The current names under the object's names.
+struct Current
+{
+    static SAnsiString GetShortDay(int day) { return SDateTimeString::GetShortDay(day); }
+    static SAnsiString GetLongDay(int day) { return SDateTimeString::GetLongDay(day); }
+    static SAnsiString GetShortMonth(int month) { return SDateTimeString::GetShortMonth(month); }
+    static SAnsiString GetLongMonth(int month) { return SDateTimeString::GetLongMonth(month); }
+    static SAnsiString GetShortAM(bool morning) { return SDateTimeString::GetShortAM(morning); }
+    static SAnsiString GetLongAM(bool morning) { return SDateTimeString::GetLongAM(morning); }
+};
+
+const Words englishWords = {"",    "",          "Sun", "Sunday",   "Mon", "Monday",   "Tue", "Tuesday",
+                            "Wed", "Wednesday", "Thu", "Thursday", "Fri", "Friday",   "Sat", "Saturday",
+                            "",    "",          "",    "",         "",    "",         "Jan", "January",
+                            "Feb", "February",  "Mar", "March",    "Apr", "April",    "May", "May",
+                            "Jun", "June",      "Jul", "July",     "Aug", "August",   "Sep", "September",
+                            "Oct", "October",   "Nov", "November", "Dec", "December", "",    "",
+                            "A",   "AM",        "P",   "PM"};
+
+const std::vector<const char*> german1252 = {"de_DE.CP1252", "German_Germany.1252"};
+const std::vector<const char*> japanese932 = {"ja_JP.CP932", "Japanese_Japan.932"};
+
+} // namespace
+
+TEST(SLocale, EnglishIsBuiltIn)
+{
+    const SLocale english = SLocale::English();
+    EXPECT_EQ(wordsOf(english), englishWords);
+    EXPECT_EQ(plain(english.GetEra(1)), "A.D.");
+    EXPECT_EQ(plain(english.GetEra(-1)), "B.C.");
+    EXPECT_EQ(plain(english.GetDecimalSign()), ".");
+    EXPECT_EQ(plain(english.GetGroupingSign()), ",");
+    EXPECT_TRUE(english.isKnown());
+}
+
+TEST(SLocale, UnknownNamesAreEnglish)
+{
+    struct Row
+    {
+        const char* name;
+        bool known;
+    };
+    const Row rows[] = {{"C", true},
+                        {"POSIX", true},
+                        {"en", true},
+                        {"en_NOWHERE", true},
+                        {"zz_ZZ", false},
+                        {"no such locale", false},
+                        {"../../etc/passwd", false},
+                        {"\xFF\xFE", false},
+                        {"zz_ZZ.UTF-8", false}};
+    for (const Row& row : rows) {
+        const SLocale locale(row.name);
+        EXPECT_EQ(locale.isKnown(), row.known) << row.name;
+        EXPECT_EQ(wordsOf(locale), englishWords) << row.name;
+        EXPECT_EQ(plain(locale.GetEra(2000)), "A.D.") << row.name;
+    }
+}
+
+TEST(SLocale, NamesOfAnotherLocaleComeInTheFormOfTheOneInForce)
+{
+    const SLocale german("de_DE.CP1252");
+    ASSERT_TRUE(german.isKnown());
+    const SLocale japanese("ja-JP");
+    ASSERT_TRUE(japanese.isKnown());
+    struct Row
+    {
+        const char* name;
+        std::vector<const char*> inForce;
+        std::string march;
+        std::string sunday;
+    };
+    const Row rows[] = {
+        {"no form for umlauts and kanji", {"C"}, "M?rz", "???"},
+        {"single bytes", german1252, "M\xE4rz", "???"},
+        {"double bytes", japanese932, "M?rz", "\x93\xFA\x97\x6A\x93\xFA"},
+    };
+    for (const Row& row : rows) {
+        const LocaleInForce inForce(row.inForce);
+        ASSERT_TRUE(inForce.found()) << row.name;
+        const std::string before = std::setlocale(LC_ALL, nullptr);
+        EXPECT_EQ(plain(german.GetLongMonth(3)), row.march) << row.name;
+        EXPECT_EQ(plain(japanese.GetLongDay(0)), row.sunday) << row.name;
+        EXPECT_EQ(plain(german.GetLongDay(3)), "Mittwoch") << row.name;
+        EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before) << row.name;
+    }
+}
+
+TEST(SLocale, SignsInNumbersAreTheLocales)
+{
+    const SLocale german("de_DE.CP1252");
+    EXPECT_EQ(plain(german.GetDecimalSign()), ",");
+    EXPECT_EQ(plain(german.GetGroupingSign()), ".");
+    const SLocale japanese("ja-JP");
+    EXPECT_EQ(plain(japanese.GetDecimalSign()), ".");
+    EXPECT_EQ(plain(japanese.GetGroupingSign()), ",");
+}
+
+TEST(SLocale, WithoutANameIsTheLocaleInForceWhenItIsMade)
+{
+    std::optional<SLocale> kept;
+    {
+        const LocaleInForce inForce(german1252);
+        ASSERT_TRUE(inForce.found());
+        kept.emplace();
+        EXPECT_EQ(plain(kept->GetLongMonth(3)), "M\xE4rz");
+        EXPECT_EQ(plain(kept->GetDecimalSign()), ",");
+        EXPECT_EQ(wordsOf(*kept), wordsOf(Current()));
+    }
+    EXPECT_EQ(plain(kept->GetLongDay(0)), "Sonntag");
+    EXPECT_EQ(plain(kept->GetLongMonth(3)), "M?rz");
+    EXPECT_TRUE(kept->isKnown());
+    EXPECT_EQ(wordsOf(SLocale()), englishWords);
+}
+
+TEST(SLocale, MarksThatBeginAlikeAreNotShortened)
+{
+    const LocaleInForce inForce(japanese932);
+    ASSERT_TRUE(inForce.found());
+    const std::string morning = "\x8C\xDF\x91\x4F";
+    const std::string afternoon = "\x8C\xDF\x8C\xE3";
+    const SLocale japanese("ja-JP");
+    EXPECT_EQ(plain(japanese.GetLongAM(true)), morning);
+    EXPECT_EQ(plain(japanese.GetShortAM(true)), morning);
+    EXPECT_EQ(plain(japanese.GetShortAM(false)), afternoon);
+    EXPECT_EQ(plain(SDateTimeString::GetLongAM(false)), afternoon);
+    EXPECT_EQ(plain(SDateTimeString::GetShortAM(true)), morning);
+}
+
+TEST(SDateTimeString, FollowsTheLocaleInForce)
+{
+    EXPECT_EQ(wordsOf(Current()), englishWords);
+    const LocaleInForce inForce(german1252);
+    ASSERT_TRUE(inForce.found());
+    EXPECT_EQ(plain(SDateTimeString::GetLongDay(6)), "Samstag");
+    EXPECT_EQ(plain(SDateTimeString::GetLongMonth(3)), "M\xE4rz");
+    EXPECT_EQ(plain(SDateTimeString::GetShortDay(7)), "");
+    EXPECT_EQ(plain(SDateTimeString::GetLongMonth(0)), "");
+}
+
+TEST(SDateTimeString, TellsTheEra)
+{
+    EXPECT_EQ(plain(SDateTimeString::GetEra(SDate::FromDayNumber(1721423))), "A.D."); // 1 January of year 1
+    EXPECT_EQ(plain(SDateTimeString::GetEra(SDate::FromDayNumber(1721422))), "B.C.");
+    EXPECT_EQ(plain(SDateTimeString::GetEra(SDate::FromDayNumber(-1))), "B.C.");
+    EXPECT_EQ(plain(SDateTimeString::GetEra(SDate())), "");
+}
+
+TEST(SLocale, CanBeMadeAndAskedByManyThreads)
+{
+    std::vector<std::thread> threads;
+    std::vector<int> wrong(4);
+    const SLocale shared("ja-JP");
+    const std::string sunday = plain(shared.GetLongDay(0));
+    for (int& count : wrong) {
+        threads.emplace_back([&count, &shared, &sunday] {
+            for (int i = 0; i < 50; ++i) {
+                const SLocale own("ja-JP");
+                count += plain(own.GetLongDay(0)) != sunday ? 1 : 0;
+                count += plain(shared.GetLongDay(0)) != sunday ? 1 : 0;
+                count += plain(SDateTimeString::GetLongDay(0)) != "Sunday" ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(wrong, std::vector<int>(4));
+}
