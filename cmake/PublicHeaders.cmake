@@ -25,6 +25,8 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sdatetimestring.h
   morvex/slocale.h
   morvex/splat.h
+  morvex/sresmanager.h
+  morvex/sresstring.h
   morvex/ssfilesearch.h
   morvex/sstring.h
   morvex/sstringconv.h

@@ -25,6 +25,8 @@
 #include "morvex/sdatetimestring.h"
 #include "morvex/slocale.h"
 #include "morvex/splat.h"
+#include "morvex/sresmanager.h"
+#include "morvex/sresstring.h"
 #include "morvex/ssfilesearch.h"
 #include "morvex/sstring.h"
 #include "morvex/sstringconv.h"

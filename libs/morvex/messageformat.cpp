@@ -1,5 +1,7 @@
 #include "morvex/messageformat.h"
 
+#include "platform/text.h"
+
 #include <cstring>
 
 namespace MorvexA106
@@ -8,10 +10,11 @@ namespace MorvexA106
 namespace
 {
 
+/// What stands at a marker character: how many bytes it takes, and which value it names, 0 for none.
 struct Marker
 {
+    std::size_t size;
     std::size_t number;
-    std::size_t digits;
 };
 
 bool isDigit(char byte) noexcept
@@ -19,39 +22,62 @@ bool isDigit(char byte) noexcept
     return byte >= '0' && byte <= '9';
 }
 
-/// The marker whose digits begin here; number 0 when it names no value.
-Marker readMarker(const char* digits, std::size_t count) noexcept
+Marker readMarker(const char* at, std::size_t count, const MarkerStyle& style) noexcept
 {
-    if (!isDigit(digits[0])) {
-        return {0, 0};
+    if (style.doubledIsOne && at[1] == style.marker) {
+        return {2, 0};
     }
-    const auto first = static_cast<std::size_t>(digits[0] - '0');
-    if (isDigit(digits[1])) {
-        const std::size_t both = first * 10 + static_cast<std::size_t>(digits[1] - '0');
-        if (first != 0 && both <= count) {
-            return {both, 2};
+    const std::size_t first = isDigit(at[1]) ? static_cast<std::size_t>(at[1] - '0') : 0;
+    if (first == 0) {
+        return {1, 0};
+    }
+    if (isDigit(at[2])) {
+        const std::size_t both = first * 10 + static_cast<std::size_t>(at[2] - '0');
+        if (both <= count) {
+            return {3, both};
         }
     }
-    return {first <= count ? first : 0, 1};
+    return first <= count ? Marker{2, first} : Marker{1, 0};
+}
+
+/// No character of several bytes has one of these behind its first byte, in any code set in use.
+constexpr bool standsAlone(char byte) noexcept
+{
+    return byte > 0 && byte < '0';
+}
+
+/// Null where there is no further marker.
+const char* findMarker(const char* text, char marker) noexcept
+{
+    if (standsAlone(marker)) {
+        return std::strchr(text, marker);
+    }
+    const auto locale = Platform::LocaleText::current();
+    int step = locale.step(text);
+    while (step != 0 && (step != 1 || *text != marker)) {
+        text += step;
+        step = locale.step(text);
+    }
+    return step != 0 ? text : nullptr;
 }
 
 } // namespace
 
-SAnsiString replaceMarkers(const char* message, std::span<const SAnsiString> values)
+SAnsiString replaceMarkers(const char* message, std::span<const SAnsiString> values, const MarkerStyle& style)
 {
     SAnsiString text;
     if (message == nullptr) {
         return text;
     }
-    while (const char* percent = std::strchr(message, '%')) {
-        const Marker marker = readMarker(percent + 1, values.size());
-        const char* next = percent + 1 + (marker.number != 0 ? marker.digits : 0);
-        text += SAnsiString(std::string_view(
-            message, static_cast<std::size_t>((marker.number != 0 ? percent : next) - message)));
+    while (const char* at = findMarker(message, style.marker)) {
+        const Marker marker = readMarker(at, values.size(), style);
+        text.concat(message, static_cast<unsigned int>(at - message));
         if (marker.number != 0) {
             text += values[marker.number - 1];
+        } else {
+            text += style.marker;
         }
-        message = next;
+        message = at + marker.size;
     }
     text += message;
     return text;

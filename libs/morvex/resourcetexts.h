@@ -1,35 +1,51 @@
 #pragma once
 
 /// @file
-/// The texts of the messages that go to the log by number.
+/// The one table of the library's numbered texts.
 
 #include "morvex/export.h"
-#include "morvex/messageformat.h"
-#include "morvex/sstring.h"
-
-#include <array>
 
 namespace MorvexA106
 {
 
+/// Numbers are promises: translations go by them. A number is never used for another meaning, and its markers keep
+/// theirs.
 enum ResourceText : unsigned long
 {
     unknownReason = 0xB090,
+    initializeFailedText = 0xB091,
+    noStopThread = 0xB092, ///< %1: the reason
+    noServerLeft = 0xB093,
+    pidFileNeedsPath = 0xB094,
+    pidFileHeld = 0xB095,    ///< %1: the path, %2: by whom
+    pidFileNotMade = 0xB096, ///< %1: the path, %2: the reason
+    dispatcherFailed = 0xB097,
     noServerGiven = 0xB098,
-    serverFailed = 0xB09B,   ///< %1: the reason
-    serverStarting = 0xB09D, ///< %1: the service's name
-    serverEnding = 0xB09E    ///< %1: the service's name
+    notListening = 0xB099, ///< %1: the reason
+    serviceUnavailable = 0xB09A,
+    serverFailed = 0xB09B, ///< %1: the reason
+    serviceStatusFailed = 0xB09C,
+    serverStarting = 0xB09D,    ///< %1: the service's name
+    serverEnding = 0xB09E,      ///< %1: the service's name
+    serverFailureCode = 0xB09F, ///< %1: the code
+
+    fileTexts = 0xB0B0, ///< by the code of SFileException: %1: the file, %2: the reason
+    fileUnknownText = fileTexts + 5,
+
+    fileSystemTexts =
+        0xB0C0, ///< by the code of SFileSysException: %1: the file, %2: the reason or second file
+    fileSystemUnknownText = fileSystemTexts + 14,
+
+    helpAddress = 0xB0E0, ///< %1: the topic's number
+
+    urlFailed = 46606,
+    urlRefused = 47000,
+    urlWithoutProtocol = 47001, ///< %1: the URL
+    urlOfOtherProtocol = 47002, ///< %1: the URL, %2: the protocol that it needs
+    urlWithoutPlace = 47003     ///< %1: the URL
 };
 
-/// The text with its markers (see messageformat.h); empty for a number without one.
+/// The text in English and ASCII, with its markers; null for a number without one.
 MORVEX_EXPORT const char* resourceText(unsigned long number) noexcept;
-
-/// A message with its markers replaced, as by `replaceMarkers`.
-template <class... Values>
-SAnsiString filledMessage(const char* message, const Values&... values)
-{
-    const std::array<SAnsiString, sizeof...(values)> list = {SAnsiString(values)...};
-    return replaceMarkers(message, list);
-}
 
 } // namespace MorvexA106

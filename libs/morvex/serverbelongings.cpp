@@ -2,6 +2,7 @@
 
 #include "morvex/resourcetexts.h"
 #include "morvex/siserverexception.h"
+#include "morvex/sresstring.h"
 
 #include <etc/adopt.h>
 
@@ -32,18 +33,16 @@ void ServerBelongings::takePidFile(const CParamLineArgs& arguments)
         return;
     }
     if (path.isEmpty()) {
-        throw SIServerException(SIServerException::badCommandLine, "The option pidfile needs a path.");
+        throw SIServerException(SIServerException::badCommandLine, SResString::Load(pidFileNeedsPath));
     }
     try {
         m_pidFile.emplace(path.getString());
     } catch (const Platform::PidFileInUse& holder) {
-        throw SIServerException(
-            SIServerException::pidFileFailed,
-            filledMessage("The pid file \"%1\" is held by a running process (%2).", path, holder.what()));
+        throw SIServerException(SIServerException::pidFileFailed,
+                                SResString::Load(pidFileHeld, path, holder.what()));
     } catch (const std::system_error& problem) {
-        throw SIServerException(
-            SIServerException::pidFileFailed,
-            filledMessage("The pid file \"%1\" can't be made: %2.", path, textOf(problem)));
+        throw SIServerException(SIServerException::pidFileFailed,
+                                SResString::Load(pidFileNotMade, path, textOf(problem)));
     }
 }
 
@@ -56,7 +55,7 @@ void ServerBelongings::listen(void (*asked)())
         });
     } catch (const std::system_error& problem) {
         throw SIServerException(SIServerException::noResources,
-                                filledMessage("Requests to end can't be listened to: %1.", textOf(problem)));
+                                SResString::Load(notListening, textOf(problem)));
     }
 }
 

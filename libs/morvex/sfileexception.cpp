@@ -1,8 +1,7 @@
 #include "morvex/sfileexception.h"
 
-#include "morvex/messageformat.h"
-
-#include <array>
+#include "morvex/resourcetexts.h"
+#include "morvex/sresstring.h"
 
 namespace MorvexA106
 {
@@ -10,20 +9,11 @@ namespace MorvexA106
 namespace
 {
 
-const char* messageOf(SFileException::ErrorCodes code) noexcept
+unsigned long textOf(SFileException::ErrorCodes code) noexcept
 {
-    switch (code) {
-    case SFileException::OpenFailed:
-        return "Failed to open the file %1.  Reason: %2";
-    case SFileException::ReadFailed:
-        return "Fail to read file %1.  Reason given: %2";
-    case SFileException::WriteFailed:
-        return "Fail to write file %1.  Reason given: %2";
-    case SFileException::FlushFailed:
-        return "Fail to flush file %1.  Reason given: %2.  File may not be completely written to disk.";
-    default: // a failed seek too: callers know it by this text
-        return "Unknown error (exception).  ";
-    }
+    // A failed seek is unknown too: callers know it by this text.
+    const auto offset = static_cast<unsigned long>(code);
+    return offset < SFileException::SeekFailed ? fileTexts + offset : fileUnknownText;
 }
 
 } // namespace
@@ -43,8 +33,7 @@ SFileException::~SFileException() = default;
 
 SAnsiString SFileException::toString() const
 {
-    const std::array values = {m_fileName, m_reason};
-    return replaceMarkers(messageOf(m_code), values);
+    return SResString::Load(textOf(m_code), m_fileName, m_reason);
 }
 
 SAnsiString SFileException::summary() const

@@ -1,9 +1,9 @@
 #include "morvex/sfilesysexception.h"
 
-#include "morvex/messageformat.h"
+#include "morvex/resourcetexts.h"
+#include "morvex/sresstring.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <iterator>
 
@@ -13,38 +13,12 @@ namespace MorvexA106
 namespace
 {
 
-constexpr char cannotRemove[] =
-    "Failed to remove the file %1 in a file system operation. Please check access "
-    "rights or for a sharing violation.  Reason: %2";
+constexpr unsigned long codeCount = SFileSysException::SetOwnerFailed + 1;
 
-constexpr char cannotReadAttributes[] = "Fail to get file attributes from operating system in file system "
-                                        "operation on file %1.  Reason given: %2";
-
-/// By code. 14 and everything past the end are unknown.
-constexpr const char* messages[] = {
-    "System is out of memory.",
-    "Fail to create directory structure in file system operation on file %1.  Reason given: %2",
-    "File not found",
-    cannotReadAttributes,
-    cannotRemove,
-    "Failed to copy the file %1 to %2 in file system operation. Please check access rights. Reason given: %3",
-    "The file %1 does not exist.  File system operation failed. Reason give: %2",
-    "Fail to get status of file from operating system in file system operation on file %1.  Reason given: %2",
-    cannotRemove,
-    "Fail to set file attributes in file system operation on file %1.  Reason given: %2",
-    "Failed to determine the size of the file %1 in file system operation. Reason: %2",
-    "Failed to generate a unique filename in dir %1. Reason: %2",
-    "Failed to retrieve disk statistics from %1. Reason: %2",
-    "Failed to rename %1 to %2. Reason: %3",
-    nullptr,
-    "Failed to set current directory to %1.  Reason: %2",
-    "Failed to change ownership to %1.  Reason: %2",
-};
-
-const char* messageOf(unsigned code) noexcept
+unsigned long textOf(SFileSysException::ErrorCodes code) noexcept
 {
-    const char* known = code < std::size(messages) ? messages[code] : nullptr;
-    return known != nullptr ? known : "Unknown error in file system operation on file %1. Reason: %2";
+    const auto offset = static_cast<unsigned long>(code);
+    return offset < codeCount ? fileSystemTexts + offset : fileSystemUnknownText;
 }
 
 using Reasons = SFileSysException::ErrorReasons;
@@ -94,13 +68,10 @@ SFileSysException::~SFileSysException() = default;
 
 SAnsiString SFileSysException::toString() const
 {
-    const char* message = messageOf(static_cast<unsigned>(m_code));
     if (m_code == CopyFailed || m_code == RenameFailed) {
-        const std::array values = {m_file, m_secondText, m_reasonText};
-        return replaceMarkers(message, values);
+        return SResString::Load(textOf(m_code), m_file, m_secondText, m_reasonText);
     }
-    const std::array values = {m_file, m_reasonText};
-    return replaceMarkers(message, values);
+    return SResString::Load(textOf(m_code), m_file, m_reasonText);
 }
 
 SAnsiString SFileSysException::summary() const

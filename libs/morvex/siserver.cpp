@@ -7,6 +7,8 @@
 #include "morvex/siservercontroller.h"
 #include "morvex/siservercontrollermonitor.h"
 #include "morvex/siservicestopthread.h"
+#include "morvex/sresmanager.h"
+#include "morvex/sresstring.h"
 
 #include <etc/initialize.h>
 #include <etc/lock.h>
@@ -115,18 +117,16 @@ SAnsiString logUnknownFailure()
     } catch (const std::exception& known) {
         detail = known.what();
     } catch (...) {
-        detail = resourceText(unknownReason);
+        detail = SResManager::LoadStringA(unknownReason);
     }
-    const SAnsiString text = filledMessage(resourceText(serverFailed), resourceText(unknownReason));
+    const SAnsiString text = SResString::Load(serverFailed, SResManager::LoadStringA(unknownReason));
     logMessage(errorLevel, failureMessage, text, detail.getString());
     return detail;
 }
 
 SIServerException refusedService()
 {
-    return SIServerException(SIServerException::noService,
-                             "Running as a service of the system is not available yet: use -fg or "
-                             "-serverconsole.");
+    return SIServerException(SIServerException::noService, SResManager::LoadStringA(serviceUnavailable));
 }
 
 } // namespace
@@ -232,8 +232,7 @@ int SIServerController::runMode(int argc, char** argv)
     if (options.install || options.uninstall) {
         throw refusedService();
     }
-    logMessage(informationLevel, lifeCycleMessage,
-               filledMessage(resourceText(serverStarting), m_serviceName));
+    logMessage(informationLevel, lifeCycleMessage, SResString::Load(serverStarting, m_serviceName));
     requireServer();
     m_startupParam->arguments.SetArgs(argc, argv);
     if (options.console) {
@@ -252,7 +251,7 @@ void SIServerController::requireServer() const
 {
     MORVEX_CHECK(m_pServer != nullptr, "m_pServer != NULL");
     if (!m_pServer) {
-        throw SIServerException(SIServerException::noServer, resourceText(noServerGiven));
+        throw SIServerException(SIServerException::noServer, SResManager::LoadStringA(noServerGiven));
     }
 }
 
@@ -285,7 +284,8 @@ bool SIServerController::runInForeground()
 void SIServerController::initializeServer()
 {
     if (!m_pServer->initialize()) {
-        throw SIServerException(SIServerException::initializeFailed, "The server could not be initialised.");
+        throw SIServerException(SIServerException::initializeFailed,
+                                SResManager::LoadStringA(initializeFailedText));
     }
 }
 
@@ -305,8 +305,8 @@ void SIServerController::uninitializeServer()
 
 void SIServerController::exitAfterUninitialize(const SAnsiString& reason)
 {
-    tellOperator(filledMessage(resourceText(serverFailed), reason));
-    logMessage(errorLevel, lifeCycleMessage, filledMessage(resourceText(serverEnding), m_serviceName));
+    tellOperator(SResString::Load(serverFailed, reason));
+    logMessage(errorLevel, lifeCycleMessage, SResString::Load(serverEnding, m_serviceName));
     m_belongings->release();
     // What a server left running after such a failure can't be waited for without a limit.
     JTCInitialize::getTermGroup()->waitForAll(threadPatience);

@@ -1,6 +1,7 @@
 #include "morvex/siserverexception.h"
 
-#include <string>
+#include "morvex/resourcetexts.h"
+#include "morvex/sresstring.h"
 
 namespace MorvexA106
 {
@@ -18,7 +19,7 @@ SAnsiString SIServerException::toString() const
     if (!m_message.isEmpty()) {
         return m_message;
     }
-    return SAnsiString(("Server failure " + std::to_string(m_code)).c_str());
+    return SResString::Load(serverFailureCode, m_code);
 }
 
 SAnsiString SIServerException::summary() const

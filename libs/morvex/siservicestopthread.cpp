@@ -3,6 +3,7 @@
 #include "morvex/resourcetexts.h"
 #include "morvex/siservercontroller.h"
 #include "morvex/siserverexception.h"
+#include "morvex/sresstring.h"
 
 #include <etc/exception.h>
 
@@ -75,7 +76,7 @@ void SIServiceStopThread::startFor(CSmartRefCountPtr<SIServer> server)
     } catch (const JTCException& problem) {
         Current::instance().exchange(nullptr);
         throw SIServerException(SIServerException::noResources,
-                                filledMessage("There can be no stop thread: %1.", problem.what()));
+                                SResString::Load(noStopThread, problem.what()));
     }
 }
 
