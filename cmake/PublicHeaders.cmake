@@ -9,6 +9,9 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/refcount.h
   morvex/sassert.h
   morvex/schartype.h
+  morvex/sdate.h
+  morvex/sdatetime.h
+  morvex/sdatetimeconv.h
   morvex/sfile.h
   morvex/sfileexception.h
   morvex/sfilesys.h
@@ -36,6 +39,9 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sstringkeys.h
   morvex/sstringstream.h
   morvex/sstrtok.h
+  morvex/stime.h
+  morvex/stimespan.h
+  morvex/systemtime.h
   morvex/terminatingthread.h
   morvex/types.h
   morvex/utfconverter.h

@@ -105,6 +105,9 @@ private:
 
     static constexpr std::int32_t invalidDay = std::numeric_limits<std::int32_t>::min();
 
+    friend class SDateTime;
+
+    /// The invalid day where 32 bits can't hold it.
     static std::int32_t YMDToJulian(int year, int month, int day) noexcept;
     static void JulianToYMD(std::int32_t number, int& year, int& month, int& day) noexcept;
     void assign(int year, int month, int day);

@@ -153,6 +153,7 @@ private:
     constexpr SDateTime(const SDate& date, const STime& time) noexcept : m_date(date), m_time(time) {}
 
     static SDateTime fromMilliseconds(__int64 sinceEpoch);
+    void carry(__int64 days, __int64 milliseconds);
     SDateTime inZone(const STimeZone& zone) const;
     SDateTime readInZone(const STimeZone& zone) const;
 

@@ -55,7 +55,7 @@ MORVEX_EXPORT bool sicSDateTimeToSYSTEMTIME(const SDateTime& moment, SYSTEMTIME*
 /// | -1.25   | 29 December 1899, 6:00 | -0.25    | the same as 0.25        |
 ///
 /// Read to the nearest millisecond, which may be the next midnight. What is no number, or outside of the years 100 to
-/// 9999 (-657434 to below 2958466), gives an invalid moment with an assertion; on the way back it is no number.
+/// 9999 (above -657435 and below 2958466), gives an invalid moment with an assertion; on the way back it is no number.
 MORVEX_EXPORT SDateTime sicDATEToSDateTime(double date, const STimeZone& zone);
 MORVEX_EXPORT SDateTime sicDATEToSDateTime(double date);
 MORVEX_EXPORT double sicSDateTimeToDATE(const SDateTime& moment, const STimeZone& zone);

@@ -1,0 +1,640 @@
+#include "morvex/sdatetimeconv.h"
+#include "morvex/sdatetimestring.h"
+#include "morvex/stimezone.h"
+
+#include "recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace MorvexA106
+{
+
+namespace
+{
+
+const STimeZone& utc()
+{
+    return STimeZone::TZ_UTC();
+}
+
+SDateTime inUtc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
+                int millisecond = 0)
+{
+    return SDateTime(year, month, day, hour, minute, second, millisecond, utc());
+}
+
+std::string textOf(const SDateTime& moment, const char* pattern, const STimeZone& zone = utc())
+{
+    return std::string(moment.Format(pattern, zone).view());
+}
+
+std::string textOf(const SDate& date)
+{
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    date.GetYearMonthDay(year, month, day);
+    return std::to_string(year) + "-" + std::to_string(month) + "-" + std::to_string(day);
+}
+
+/// Runs with its seed in the output of a failure.
+class Seeded : public ::testing::Test
+{
+protected:
+    Seeded() { RecordProperty("seed", std::to_string(m_seed)); }
+    std::uint64_t random() { return m_random(); }
+    SDateTime randomMoment(int firstYear, int lastYear)
+    {
+        const std::int64_t first = inUtc(firstYear, 1, 1).GetTotalMilliseconds();
+        const std::int64_t last = inUtc(lastYear, 12, 31).GetTotalMilliseconds();
+        return inUtc(firstYear, 1, 1) +
+               STimeSpan(static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(last - first)));
+    }
+
+    const std::uint64_t m_seed = std::random_device{}();
+    ::testing::ScopedTrace m_trace{__FILE__, __LINE__, "seed " + std::to_string(m_seed)};
+    std::mt19937_64 m_random{m_seed};
+};
+
+using STimeRoundTrip = Seeded;
+
+/// Counts days one by one as people did.
+class DayByDay
+{
+public:
+    int year = -4712;
+    int month = 1;
+    int day = 1;
+
+    void next()
+    {
+        if (year == 1582 && month == 10 && day == 4) {
+            day = 15;
+            return;
+        }
+        if (++day <= lengthOfMonth()) {
+            return;
+        }
+        day = 1;
+        if (++month <= 12) {
+            return;
+        }
+        month = 1;
+        year = year == -1 ? 1 : year + 1;
+    }
+    int lengthOfMonth() const
+    {
+        if (month == 2) {
+            return isLeap() ? 29 : 28;
+        }
+        return month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
+    }
+
+private:
+    bool isLeap() const
+    {
+        if (year % 4 != 0) {
+            return false;
+        }
+        return year < 1582 || year % 100 != 0 || year % 400 == 0;
+    }
+};
+
+} // namespace
+
+TEST(SDateCalendar, AgreesWithCountingTheDaysOneByOneFromTheYearMinus4712To9999)
+{
+    DayByDay counted;
+    SDate date(counted.year, counted.month, counted.day);
+    const SDate last(9999, 12, 31);
+    int dayOfWeek = date.GetDayOfWeek();
+    for (; date != last; counted.next(), date += STimeSpan(1, 0, 0, 0, 0), dayOfWeek = (dayOfWeek + 1) % 7) {
+        int year = 0;
+        int month = 0;
+        int day = 0;
+        date.GetYearMonthDay(year, month, day);
+        const bool same = year == counted.year && month == counted.month && day == counted.day;
+        const bool found = SDate(counted.year, counted.month, counted.day) == date;
+        ASSERT_TRUE(same && found && date.GetDayOfWeek() == dayOfWeek)
+            << counted.year << "-" << counted.month << "-" << counted.day << " is " << textOf(date);
+    }
+    EXPECT_EQ(counted.year, 9999);
+    EXPECT_EQ(counted.month * 100 + counted.day, 1231);
+}
+
+TEST(SDateCalendar, HasTheDayNumbersOfAstronomersLessOne)
+{
+    struct Row
+    {
+        int year, month, day, number, dayOfWeek;
+    };
+    for (const Row& row :
+         {Row{2000, 1, 1, 2'451'544, 6}, Row{1970, 1, 1, 2'440'587, 4}, Row{1582, 10, 15, 2'299'160, 5},
+          Row{1582, 10, 4, 2'299'159, 4}, Row{1, 1, 1, 1'721'423, 6}, Row{-1, 12, 31, 1'721'422, 5},
+          Row{-4712, 1, 1, 365, 3}, Row{6700, 3, 1, 4'168'243, 4}, Row{13100, 3, 1, 6'505'795, 4}}) {
+        const SDate date(row.year, row.month, row.day);
+        EXPECT_EQ(date.GetDayNumber(), row.number) << row.year;
+        EXPECT_EQ(date.GetDayOfWeek(), row.dayOfWeek) << row.year;
+    }
+}
+
+TEST(SDateCalendar, TakesWhatIsADayAndRefusesTheRestWithAnAssertion)
+{
+    struct Row
+    {
+        int year, month, day;
+        const char* is; // null: refused
+    };
+    for (const Row& row : {Row{2004, 2, 100, "2004-2-29"},
+                           Row{2003, 2, 100, "2003-2-28"},
+                           Row{2003, 12, 100, "2003-12-31"},
+                           Row{1500, 2, 29, "1500-2-29"},
+                           Row{1900, 2, 29, nullptr},
+                           Row{2000, 2, 29, "2000-2-29"},
+                           Row{-4, 2, 29, "-4-2-29"},
+                           Row{-1, 2, 29, nullptr},
+                           Row{4, 2, 29, "4-2-29"},
+                           Row{1582, 10, 5, "1582-10-15"},
+                           Row{1582, 10, 14, "1582-10-24"},
+                           Row{1582, 10, 15, "1582-10-15"},
+                           Row{0, 1, 1, nullptr},
+                           Row{2000, 0, 1, nullptr},
+                           Row{2000, 13, 1, nullptr},
+                           Row{2000, 1, 0, nullptr},
+                           Row{2000, 4, 31, nullptr},
+                           Row{2000, 1, 99, nullptr},
+                           Row{2000, 1, -1, nullptr},
+                           Row{2000, 13, 100, nullptr},
+                           Row{2000, 257, 1, nullptr},
+                           Row{2000, 1, 257, nullptr},
+                           Row{32768, 1, 1, "32768-1-1"},
+                           Row{5'000'000, 2, 100, "5000000-2-29"},
+                           Row{-5'000'000, 2, 100, "-5000000-2-29"},
+                           Row{6'000'000, 1, 1, nullptr},
+                           Row{std::numeric_limits<int>::max(), 12, 31, nullptr},
+                           Row{std::numeric_limits<int>::min(), 1, 1, nullptr}}) {
+        const Recorder recorder;
+        SDate date(row.year, row.month, row.day, 0);
+        EXPECT_EQ(date.IsValid(), row.is != nullptr) << row.year << "-" << row.month << "-" << row.day;
+        EXPECT_EQ(recorder.count("(false : no message)"), row.is != nullptr ? 0 : 1);
+        if (date.IsValid()) {
+            EXPECT_EQ(textOf(date), row.is);
+        }
+        SDate set(1, 1, 1);
+        set.Set(row.year, row.month, row.day);
+        EXPECT_EQ(set, date);
+    }
+}
+
+TEST(SDateCalendar, CountsWeeksFromTheFirstOfTheMonth)
+{
+    struct Row
+    {
+        int day;
+        unsigned char firstDay;
+        int week;
+    };
+    // 1 August 2026 is a Saturday.
+    for (const Row& row :
+         {Row{1, 0, 1}, Row{2, 0, 2}, Row{8, 0, 2}, Row{9, 0, 3}, Row{31, 0, 6}, Row{1, 1, 1}, Row{2, 1, 1},
+          Row{3, 1, 2}, Row{31, 1, 6}, Row{1, 6, 1}, Row{7, 6, 1}, Row{8, 6, 2}, Row{3, 8, 2}}) {
+        EXPECT_EQ(SDate(2026, 8, row.day).GetWeekOfMonth(row.firstDay), row.week)
+            << row.day << " from " << int{row.firstDay};
+    }
+}
+
+TEST(SDateCalendar, MovesByWholeDaysAndEndsWhere32BitsEnd)
+{
+    const SDate day(2000, 3, 1);
+    EXPECT_EQ(textOf(day - STimeSpan(1, 0, 0, 0, 0)), "2000-2-29");
+    EXPECT_EQ(day + STimeSpan(0, 23, 59, 59, 999), day);
+    EXPECT_EQ(day - STimeSpan(0, -23, 0, 0, 0), day);
+    EXPECT_EQ((SDate(2001, 3, 1) - day).GetDays(), 365);
+    EXPECT_EQ((SDate(-1, 12, 31) - SDate(1, 1, 1)).GetDays(), -1);
+
+    const Recorder recorder;
+    for (const std::int64_t count :
+         {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()}) {
+        EXPECT_FALSE((day + STimeSpan(count)).IsValid());
+        EXPECT_FALSE((day - STimeSpan(count)).IsValid());
+    }
+    EXPECT_EQ(recorder.count("(false : no message)"), 4);
+    EXPECT_FALSE((SDate() + STimeSpan(1, 0, 0, 0, 0)).IsValid());
+}
+
+TEST(STimeSpanParts, AreCutTowardsZeroAndBearTheSign)
+{
+    struct Row
+    {
+        std::int64_t count, days;
+        long hours, minutes, seconds, milliseconds;
+        std::int64_t totalSeconds;
+    };
+    for (const Row& row :
+         {Row{93'784'005, 1, 2, 3, 4, 5, 93'784}, Row{-93'784'005, -1, -2, -3, -4, -5, -93'784},
+          Row{-1, 0, 0, 0, 0, -1, 0}, Row{0, 0, 0, 0, 0, 0, 0},
+          Row{std::numeric_limits<std::int64_t>::min(), -106'751'991'167, -7, -12, -55, -808,
+              -9'223'372'036'854'775}}) {
+        const STimeSpan span(row.count);
+        EXPECT_EQ(span.GetDays(), row.days);
+        EXPECT_EQ(span.GetHours(), row.hours);
+        EXPECT_EQ(span.GetMinutes(), row.minutes);
+        EXPECT_EQ(span.GetSeconds(), row.seconds);
+        EXPECT_EQ(span.GetMilliseconds(), row.milliseconds);
+        EXPECT_EQ(span.GetTotalSeconds(), row.totalSeconds);
+    }
+    EXPECT_EQ(STimeSpan(1, 2, 3, 4, 5), STimeSpan(93'784'005));
+    EXPECT_EQ(STimeSpan(-1, -2, -3, -4, -5), STimeSpan(-93'784'005));
+    EXPECT_LT(STimeSpan(-1), STimeSpan());
+    EXPECT_EQ(STimeSpan(std::chrono::milliseconds(7)).GetDuration(), std::chrono::milliseconds(7));
+}
+
+TEST(STimeSpanParts, OfTwoSignsAreReportedAndAddedUp)
+{
+    const Recorder recorder;
+    EXPECT_EQ(STimeSpan(1, -1, 0, 0, 0), STimeSpan(0, 23, 0, 0, 0));
+    EXPECT_EQ(recorder.count("((nDays >= 0) && (nHours >= 0) && (nMinutes >= 0) && (nSeconds >= 0) && "
+                             "(nMilliseconds >= 0)) || ((nDays <= 0) && (nHours <= 0) && (nMinutes <= 0) && "
+                             "(nSeconds <= 0) && (nMilliseconds <= 0))"),
+              1);
+    EXPECT_EQ(recorder.askedFile(), "stime.cpp");
+}
+
+TEST(STimeSpanParts, StopAtTheLargestSpan)
+{
+    const STimeSpan largest(std::numeric_limits<std::int64_t>::max());
+    const STimeSpan smallest(std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(largest + STimeSpan(1), largest);
+    EXPECT_EQ(smallest - STimeSpan(1), smallest);
+    EXPECT_EQ(STimeSpan() - smallest, largest);
+    EXPECT_EQ(STimeSpan(std::numeric_limits<long>::max(), 0, 0, 0, 0) > STimeSpan(100'000'000, 0, 0, 0, 0),
+              true);
+}
+
+TEST(STimeOfDay, WrapsAroundMidnightAndLosesTheDay)
+{
+    struct Row
+    {
+        std::int64_t span;
+        int hour, minute;
+    };
+    const STime late(23, 0, 0, 0, utc());
+    for (const Row& row :
+         {Row{2 * 3'600'000, 1, 0}, Row{-24 * 3'600'000, 23, 0}, Row{-23 * 3'600'000 - 60'000, 23, 59},
+          Row{std::numeric_limits<std::int64_t>::min(), 15, 47},
+          Row{std::numeric_limits<std::int64_t>::max(), 6, 12}}) {
+        const STime moved = late + STimeSpan(row.span);
+        EXPECT_EQ(moved.GetHour(utc()), row.hour) << row.span;
+        EXPECT_EQ(moved.GetMinute(utc()), row.minute) << row.span;
+    }
+    EXPECT_EQ(late - STimeSpan(0, 24, 0, 0, 1), STime(22, 59, 59, 999, utc()));
+    EXPECT_EQ(STime(1, 0, 0, 0, utc()) - late, STimeSpan(0, -22, 0, 0, 0));
+}
+
+TEST(STimeOfDay, IsHeldInUtc)
+{
+    const STimeZone kathmandu("NPT,-345");
+    const STime time(1, 2, 3, 4, kathmandu);
+    EXPECT_EQ(time, STime(19, 17, 3, 4, utc()));
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    time.GetHourMinuteSecond(hour, minute, second, kathmandu);
+    EXPECT_EQ(hour * 10'000 + minute * 100 + second, 10'203);
+    EXPECT_EQ(time.GetHour(kathmandu), 1);
+    EXPECT_EQ(time.GetMinute(kathmandu), 2);
+    EXPECT_EQ(time.Format("H:m:s.S d", kathmandu).view(), "1:2:3.4 ");
+}
+
+TEST(STimeOfDay, RefusesFieldsOutOfRange)
+{
+    struct Row
+    {
+        int hour, minute, second, millisecond;
+    };
+    for (const Row& row : {Row{24, 0, 0, 0}, Row{0, 60, 0, 0}, Row{0, 0, 60, 0}, Row{0, 0, 0, 1000},
+                           Row{-1, 0, 0, 0}, Row{256, 0, 0, 0}, Row{0, 0, 0, -1}}) {
+        const Recorder recorder;
+        EXPECT_FALSE(STime(row.hour, row.minute, row.second, row.millisecond, utc()).IsValid());
+        EXPECT_EQ(recorder.count("(false : no message)"), 1);
+        STime set(1, 1, 1, 1, utc());
+        set.Set(row.hour, row.minute, row.second, row.millisecond, utc());
+        EXPECT_FALSE(set.IsValid());
+        EXPECT_EQ(recorder.count("((hour < 24) && (minute < 60) && (second < 60) && (millisecond < 1000) : "),
+                  1);
+    }
+}
+
+TEST(SDateTimeFields, AreReadInTheZone)
+{
+    const STimeZone zone(300, true); // New York by the rules of old
+    const SDateTime winter(2003, 1, 31, 23, 30, 15, 250, zone);
+    EXPECT_EQ(winter, inUtc(2003, 2, 1, 4, 30, 15, 250));
+    EXPECT_EQ(winter.GetMonth(zone), 1);
+    EXPECT_EQ(winter.GetMonth(utc()), 2);
+    EXPECT_EQ(winter.GetDay(zone), 31);
+    EXPECT_EQ(winter.GetDayOfWeek(zone), 5);
+    EXPECT_EQ(winter.GetHour(zone), 23);
+    EXPECT_EQ(winter.GetMinute(zone), 30);
+    EXPECT_EQ(winter.GetSecond(), 15);
+    EXPECT_EQ(winter.GetMillisecond(), 250);
+    EXPECT_EQ(winter.GetDate(zone), SDate(2003, 1, 31));
+    EXPECT_EQ(winter.GetTime(zone).GetHour(zone), 23);
+    EXPECT_EQ(SDateTime(2003, 7, 5, 12, 0, 0, 0, zone), inUtc(2003, 7, 5, 16));
+    EXPECT_EQ(SDateTime(2003, 12, 31, 23, 0, 0, 0, zone).GetYear(utc()), 2004);
+}
+
+TEST(SDateTimeFields, MoveOverMidnightBothWays)
+{
+    const SDateTime moment = inUtc(1582, 10, 4, 23, 59, 59, 999);
+    EXPECT_EQ(moment + STimeSpan(1), inUtc(1582, 10, 15));
+    EXPECT_EQ(moment + STimeSpan(1) - STimeSpan(1), moment);
+    EXPECT_EQ(inUtc(1, 1, 1) - STimeSpan(1), inUtc(-1, 12, 31, 23, 59, 59, 999));
+    EXPECT_EQ(inUtc(2000, 3, 1) - inUtc(2000, 2, 28, 12), STimeSpan(1, 12, 0, 0, 0));
+    EXPECT_LT(inUtc(1999, 12, 31, 23), inUtc(2000, 1, 1, 1));
+    EXPECT_LT(SDateTime(), inUtc(-4000, 1, 1));
+}
+
+TEST(SDateTimeFields, OfAnInvalidMomentCanBeAskedAndAreReported)
+{
+    const SDateTime invalid;
+    const STimeZone zone(300, true);
+    using Question = void (*)(const SDateTime&, const STimeZone&);
+    const std::vector<Question> questions = {
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetYear(asked); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetMonth(asked); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetDay(asked); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetDayOfWeek(asked); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetHour(asked); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetMinute(asked); },
+        [](const SDateTime& moment, const STimeZone&) { (void)moment.GetSecond(); },
+        [](const SDateTime& moment, const STimeZone&) { (void)moment.GetMillisecond(); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetDate(asked); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetTime(asked); },
+        [](const SDateTime& moment, const STimeZone&) { (void)moment.GetTimePoint(); },
+        [](const SDateTime& moment, const STimeZone&) { (void)moment.GetUTCDate().GetWeekOfMonth(1); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetUTCTime().GetHour(asked); },
+        [](const SDateTime& moment, const STimeZone&) { (void)moment.GetUTCDate().Format("d"); },
+        [](const SDateTime& moment, const STimeZone& asked) { (void)moment.GetUTCTime().Format("H", asked); },
+    };
+    for (std::size_t place = 0; place < questions.size(); ++place) {
+        const Recorder recorder;
+        questions[place](invalid, zone);
+        EXPECT_EQ(recorder.count("(IsValid() : no message)"), 1) << place;
+    }
+    const Recorder recorder;
+    (void)(invalid - inUtc(2000, 1, 1));
+    (void)(invalid.GetUTCDate() - SDate(2000, 1, 1));
+    (void)(STime(1, 1, 1, 1, utc()) - invalid.GetUTCTime());
+    EXPECT_EQ(recorder.count("(IsValid() && datetime.IsValid() : "), 1);
+    EXPECT_EQ(recorder.count("(IsValid() && date.IsValid() : "), 1);
+    EXPECT_EQ(recorder.count("(IsValid() && timeOfDay.IsValid() : "), 1);
+    EXPECT_FALSE((invalid + STimeSpan(1, 2, 3, 4, 5)).IsValid());
+    EXPECT_FALSE(inUtc(2000, 2, 30).IsValid());
+    EXPECT_FALSE(inUtc(2000, 2, 3, 24).IsValid());
+}
+
+TEST(SDateTimeFormat, WritesEveryTokenInEveryLength)
+{
+    struct Row
+    {
+        const char* pattern;
+        const char* text;
+    };
+    const SDateTime moment = inUtc(2003, 7, 5, 1, 2, 3, 4); // a Saturday
+    for (const Row& row : {Row{"d|dd|ddd|dddd|ddddd", "5|05|Sat|Saturday|Saturday"},
+                           Row{"M|MM|MMM|MMMM|MMMMM", "7|07|Jul|July|July"},
+                           Row{"y|yy|yyy|yyyy|yyyyy", "3|03|2003|2003|2003"},
+                           Row{"h|hh|hhh", "1|01|01"},
+                           Row{"H|HH|HHH", "1|01|01"},
+                           Row{"m|mm|mmm", "2|02|02"},
+                           Row{"s|ss|sss", "3|03|03"},
+                           Row{"S|SS|SSS|SSSS", "4|004|004|004"},
+                           Row{"tt", "AM"},
+                           Row{"yyyy-MM-dd@HH:mm:ss.SS", "2003-07-05@01:02:03.004"},
+                           Row{"yyyyMMdd_HHmmss", "20030705_010203"},
+                           Row{"_yyyyMMdd_HHmmss", "_20030705_010203"},
+                           Row{"yyyy-MM-dd\tHH:mm:ss\t", "2003-07-05\t01:02:03\t"},
+                           Row{"dd MMM yyyy HH':'mm':'ss", "05 Jul 2003 01:02:03"},
+                           Row{"'d'd\"M\"M", "d5M7"},
+                           Row{"'it\"s' \"it's\"", "it\"s it's"},
+                           Row{"h 'o''clock'", "1 oclock"},
+                           Row{"d 'M d", "5 M d"},
+                           Row{"d''d", "55"},
+                           Row{"'", ""},
+                           Row{"\"'", "'"},
+                           Row{"", ""},
+                           Row{"\\d", "\\5"},
+                           Row{"%1 Z", "%1 Z"}}) {
+        EXPECT_EQ(textOf(moment, row.pattern), row.text) << row.pattern;
+    }
+    EXPECT_EQ(textOf(moment, nullptr), "");
+    EXPECT_EQ(textOf(moment, "g"), SDateTimeString::GetEra(SDate(2003, 7, 5)).view());
+    EXPECT_EQ(textOf(moment, "t"), SDateTimeString::GetShortAM(true).view());
+}
+
+TEST(SDateTimeFormat, KnowsTheHoursOfTheHalfDayAndOddYears)
+{
+    struct Row
+    {
+        SDateTime moment;
+        const char* pattern;
+        const char* text;
+    };
+    for (const Row& row :
+         {Row{inUtc(2000, 1, 1, 0, 30), "h hh tt", "12 12 AM"}, Row{inUtc(2000, 1, 1, 12), "h tt", "12 PM"},
+          Row{inUtc(2000, 1, 1, 23), "hh H tt", "11 23 PM"}, Row{inUtc(2000, 1, 1, 11, 59), "tt", "AM"},
+          Row{inUtc(-44, 3, 15), "y yy yyyy", "44 44 -44"}, Row{inUtc(7, 3, 15), "y yy yyyy", "7 07 7"},
+          Row{inUtc(2000, 3, 15), "y yy", "0 00"}, Row{inUtc(40000, 3, 15), "yy yyyy", "00 40000"},
+          Row{inUtc(2000, 1, 1, 0, 0, 0, 45), "S SS", "45 045"},
+          Row{inUtc(2000, 1, 1, 0, 0, 0, 456), "S SS", "456 456"}}) {
+        EXPECT_EQ(textOf(row.moment, row.pattern), row.text);
+    }
+}
+
+TEST(SDateTimeFormat, LeavesTheLiteralTextOfAnInvalidMoment)
+{
+    const Recorder recorder;
+    EXPECT_EQ(textOf(SDateTime(), "yyyy"), "");
+    EXPECT_EQ(textOf(SDateTime(), "yyyy-MM-dd 'at' HH:mm", STimeZone(300, true)), "-- at :");
+    EXPECT_TRUE(recorder.lines().empty());
+    EXPECT_EQ(SDate(2003, 7, 5).Format("d.M. H:m").view(), "5.7. :");
+}
+
+TEST(SDateTimeFormat, WritesTextOfAnyLength)
+{
+    for (const std::size_t length : {100U, 127U, 128U, 129U, 1000U}) {
+        const std::string filler(length, 'x');
+        EXPECT_EQ(textOf(inUtc(2003, 7, 5), ("yyyy" + filler + "dd" + filler).c_str()),
+                  "2003" + filler + "05" + filler);
+    }
+}
+
+TEST(SDateTimeConversion, ReadsOleDatesAsPublished)
+{
+    struct Row
+    {
+        double date;
+        const char* text;
+    };
+    for (const Row& row :
+         {Row{0, "1899-12-30 00:00:00.000"}, Row{-1.25, "1899-12-29 06:00:00.000"},
+          Row{-0.25, "1899-12-30 06:00:00.000"}, Row{0.25, "1899-12-30 06:00:00.000"},
+          Row{1, "1899-12-31 00:00:00.000"}, Row{36526.5, "2000-01-01 12:00:00.000"},
+          Row{36525.999999999, "2000-01-01 00:00:00.000"}, Row{-1.999999999, "1899-12-30 00:00:00.000"},
+          Row{2958465.5, "9999-12-31 12:00:00.000"}}) {
+        EXPECT_EQ(textOf(SDateTime(row.date, utc()), "yyyy-MM-dd HH:mm:ss.SSS"), row.text) << row.date;
+    }
+    EXPECT_EQ(sicDATEToUTCString(36526.5, STimeZone("X,60")).view(), "2000-01-01 13:00:00");
+    EXPECT_EQ(SDateTime(-657434.0, utc()).GetYear(utc()), 100);
+}
+
+TEST(SDateTimeConversion, RefusesWhatIsNoOleDate)
+{
+    const Recorder recorder;
+    const std::vector<double> refused = {std::numeric_limits<double>::quiet_NaN(),
+                                         std::numeric_limits<double>::infinity(),
+                                         -std::numeric_limits<double>::infinity(),
+                                         -657435.0,
+                                         2958466.0,
+                                         1e300,
+                                         2958465.9999999999};
+    for (const double date : refused) {
+        EXPECT_FALSE(SDateTime(date, utc()).IsValid()) << date;
+    }
+    EXPECT_EQ(recorder.count("(0 : Input SDateTime value is NULL or not valid)"),
+              static_cast<int>(refused.size()));
+    EXPECT_EQ(recorder.askedFile(), "sic_sdatetime_date.cpp");
+    EXPECT_TRUE(std::isnan(SDateTime().GetOleDate(utc())));
+    EXPECT_TRUE(std::isnan(inUtc(10000, 1, 1).GetOleDate(utc())));
+    EXPECT_TRUE(std::isnan(inUtc(99, 1, 1).GetOleDate(utc())));
+}
+
+TEST_F(STimeRoundTrip, OleDatesComeBackToTheMillisecond)
+{
+    const STimeZone zone("X,-345");
+    for (int round = 0; round < 20'000; ++round) {
+        const SDateTime moment = randomMoment(101, 9998);
+        ASSERT_EQ(SDateTime(moment.GetOleDate(zone), zone), moment)
+            << textOf(moment, "yyyy-MM-dd HH:mm:ss.SS");
+    }
+}
+
+TEST_F(STimeRoundTrip, FieldsComeBackInAnyZone)
+{
+    const STimeZone zone("X,-570");
+    for (int round = 0; round < 20'000; ++round) {
+        const SDateTime moment = randomMoment(-4000, 40'000);
+        int year = 0;
+        int month = 0;
+        int day = 0;
+        int hour = 0;
+        int minute = 0;
+        int second = 0;
+        int millisecond = 0;
+        moment.GetDateTime(year, month, day, hour, minute, second, millisecond, zone);
+        ASSERT_EQ(SDateTime(year, month, day, hour, minute, second, millisecond, zone), moment) << year;
+    }
+}
+
+TEST_F(STimeRoundTrip, PointsOfTheStandardLibraryComeBack)
+{
+    for (int round = 0; round < 20'000; ++round) {
+        const auto count = static_cast<std::int64_t>(random() % 100'000'000'000'000) - 50'000'000'000'000;
+        const SDateTime::time_point point{std::chrono::milliseconds(count)};
+        const SDateTime moment(point);
+        ASSERT_EQ(moment.GetTimePoint(), point);
+        ASSERT_EQ(moment - inUtc(1970, 1, 1), STimeSpan(count));
+    }
+    using Nano = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
+    EXPECT_EQ(SDateTime(Nano(std::chrono::nanoseconds(-1))), inUtc(1969, 12, 31, 23, 59, 59, 999));
+}
+
+TEST(SDateTimeConversion, GoesByTheCLibrarysSeconds)
+{
+    const STimeZone& local = STimeZone::TZ_Local();
+    EXPECT_EQ(SDateTime(86'400L * 365, local).GetTimeT(local), 86'400L * 365);
+    EXPECT_EQ(sicSDateTimeToTime_t(sicTime_tToSDateTime(1'000'000'000L)), 1'000'000'000L);
+
+    const Recorder recorder;
+    EXPECT_FALSE(sicTime_tToSDateTime(-1, local).IsValid());
+    EXPECT_TRUE(recorder.lines().empty());
+    EXPECT_FALSE(SDateTime(-1L, local).IsValid());
+    EXPECT_EQ(recorder.count("(FALSE : time_t is invalid)"), 1);
+    EXPECT_EQ(SDateTime().GetTimeT(local), -1);
+    EXPECT_EQ(recorder.count("(0 : Input SDateTime value is NULL or not valid)"), 1);
+    EXPECT_EQ(recorder.askedFile(), "sic_sdatetime_tm.cpp");
+}
+
+TEST(SDateTimeConversion, ReadsAndWritesBrokenDownTime)
+{
+    const STimeZone zone("X,-60");
+    const SDateTime moment(2004, 12, 31, 23, 58, 59, 999, zone);
+    std::tm fields{};
+    ASSERT_TRUE(sicSDateTimeToTm(moment, &fields, zone));
+    EXPECT_EQ(fields.tm_year, 104);
+    EXPECT_EQ(fields.tm_mon, 11);
+    EXPECT_EQ(fields.tm_yday, 365);
+    EXPECT_EQ(fields.tm_wday, 5);
+    EXPECT_EQ(fields.tm_isdst, -1);
+    EXPECT_EQ(SDateTime(&fields, zone), moment - STimeSpan(999));
+
+    const Recorder recorder;
+    fields.tm_sec = 60;
+    EXPECT_FALSE(SDateTime(&fields, zone).IsValid());
+    fields.tm_sec = 0;
+    fields.tm_year = std::numeric_limits<int>::max();
+    EXPECT_FALSE(SDateTime(&fields, zone).IsValid());
+    fields.tm_year = 100;
+    fields.tm_mon = std::numeric_limits<int>::max();
+    EXPECT_FALSE(SDateTime(&fields, zone).IsValid());
+    EXPECT_FALSE(SDateTime(static_cast<std::tm*>(nullptr), zone).IsValid());
+    EXPECT_EQ(recorder.count("(FALSE : pTm is NULL)"), 1);
+    EXPECT_FALSE(sicTmToSDateTime(nullptr, zone).IsValid());
+    EXPECT_FALSE(sicSDateTimeToTm(moment, nullptr, zone));
+    EXPECT_FALSE(sicSDateTimeToTm(SDateTime(), &fields, zone));
+    EXPECT_EQ(recorder.count("(0 : Input SDateTime value is NULL or not valid)"), 3);
+}
+
+TEST(SDateTimeConversion, ReadsAndWritesSystemTimeByItsLayout)
+{
+    // On Windows the name is that of the system, whose layout this is.
+    std::array<unsigned short, 8> fields = {2004, 2, 9, 29, 13, 14, 15, 16};
+    auto* const systemTime = reinterpret_cast<SYSTEMTIME*>(fields.data());
+    const SDateTime moment(systemTime, utc());
+    EXPECT_EQ(moment, inUtc(2004, 2, 29, 13, 14, 15, 16));
+    ASSERT_TRUE(inUtc(40000, 1, 2, 3, 4, 5, 6).GetSYSTEMTIME(systemTime, utc()));
+    EXPECT_EQ(fields, (std::array<unsigned short, 8>{40000, 1, 0, 2, 3, 4, 5, 6}));
+
+    const auto before = fields;
+    const Recorder recorder;
+    EXPECT_FALSE(inUtc(65536, 1, 1).GetSYSTEMTIME(systemTime, utc()));
+    EXPECT_FALSE(inUtc(-1, 1, 1).GetSYSTEMTIME(systemTime, utc()));
+    EXPECT_FALSE(SDateTime().GetSYSTEMTIME(systemTime, utc()));
+    EXPECT_FALSE(moment.GetSYSTEMTIME(nullptr, utc()));
+    EXPECT_FALSE(sicSYSTEMTIMEToSDateTime(nullptr, utc()).IsValid());
+    EXPECT_EQ(recorder.count("(0 : Input SDateTime value is NULL or not valid)"), 3);
+    EXPECT_EQ(fields, before);
+}
+
+TEST(SDateTimeClock, TellsTheSystemsTime)
+{
+    const auto before = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    const SDateTime now = SDateTime::GetCurrentDateTime();
+    const auto after = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    const auto slack = std::chrono::milliseconds(20); // Windows' two clocks step apart
+    EXPECT_GE(now.GetTimePoint(), before - slack);
+    EXPECT_LE(now.GetTimePoint(), after + slack);
+    EXPECT_LE(SDate::GetCurrentDate(utc()) - now.GetDate(utc()), STimeSpan(1, 0, 0, 0, 0));
+    EXPECT_TRUE((STime::GetCurrentTime)(utc()).IsValid());
+}
+
+} // namespace MorvexA106
