@@ -28,6 +28,8 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sdatetimestring.h
   morvex/slocale.h
   morvex/splat.h
+  morvex/sshelp.h
+  morvex/sversion.h
   morvex/sresmanager.h
   morvex/sresstring.h
   morvex/ssfilesearch.h

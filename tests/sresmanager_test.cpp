@@ -6,6 +6,7 @@
 #include "morvex/sfilesysexception.h"
 #include "morvex/siserverexception.h"
 #include "morvex/sresstring.h"
+#include "morvex/sshelp.h"
 #include "recorder.h"
 #include "scratch.h"
 
@@ -321,4 +322,11 @@ TEST_F(SResManagerTest, SourceMayLookUpItself)
     EXPECT_EQ(plain(SResManager::LoadStringA(47001)), std::string("see ") + resourceText(47000));
     add("first", 5, "five");
     EXPECT_EQ(plain(SResManager::LoadStringA(5)), "five");
+}
+
+TEST_F(SResManagerTest, HelpStandsWhereTheSuiteSays)
+{
+    EXPECT_EQ(plain(SSHelp::GetTopicAddress(47001)), "help/47001.html");
+    ASSERT_EQ(problemOf("0xB0E0 = https://example.com/?topic=%1&x=100%%\n"), "");
+    EXPECT_EQ(plain(SSHelp::GetTopicAddress(7)), "https://example.com/?topic=7&x=100%");
 }

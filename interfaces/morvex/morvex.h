@@ -28,6 +28,8 @@
 #include "morvex/sdatetimestring.h"
 #include "morvex/slocale.h"
 #include "morvex/splat.h"
+#include "morvex/sshelp.h"
+#include "morvex/sversion.h"
 #include "morvex/sresmanager.h"
 #include "morvex/sresstring.h"
 #include "morvex/ssfilesearch.h"
