@@ -43,6 +43,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sstrtok.h
   morvex/stime.h
   morvex/stimespan.h
+  morvex/stimezone.h
   morvex/systemtime.h
   morvex/terminatingthread.h
   morvex/types.h

@@ -41,6 +41,7 @@
 #include "morvex/sstrtok.h"
 #include "morvex/stime.h"
 #include "morvex/stimespan.h"
+#include "morvex/stimezone.h"
 #include "morvex/systemtime.h"
 #include "morvex/types.h"
 #include "morvex/utfconverter.h"
