@@ -1,3 +1,4 @@
+#include "morvex/sassert.h"
 #include "morvex/sdatetimeconv.h"
 #include "morvex/sdatetimestring.h"
 #include "morvex/stimezone.h"
@@ -476,6 +477,118 @@ TEST(SDateTimeFormat, WritesTextOfAnyLength)
         EXPECT_EQ(textOf(inUtc(2003, 7, 5), ("yyyy" + filler + "dd" + filler).c_str()),
                   "2003" + filler + "05" + filler);
     }
+}
+
+TEST(SDateTimeParse, TakesWhatThePatternWrites)
+{
+    struct Row
+    {
+        const char* pattern;
+        const char* text;
+        SDateTime moment;
+    };
+    const SDateTime day = inUtc(2003, 7, 5);
+    for (const Row& row :
+         {Row{"yyyy-MM-dd HH:mm:ss.SS", "2003-07-05 01:02:03.004", inUtc(2003, 7, 5, 1, 2, 3, 4)},
+          Row{"yyyy-MM-dd", "2003-07-05", day},
+          Row{"yyyyMMdd_HHmmss", "20030705_010203", inUtc(2003, 7, 5, 1, 2, 3)}, Row{"d.M.yy", "5.7.03", day},
+          Row{"d.M.y", "5.7.3", day}, Row{"d.M.yy", "5.7.70", inUtc(1970, 7, 5)},
+          Row{"dddd, d MMMM yyyy", "Saturday, 5 July 2003", day},
+          Row{"ddd d MMM yyyy", "Sat 5 Jul 2003", day},
+          Row{"yyyy-M-d h:mm tt", "2003-7-5 12:30 AM", inUtc(2003, 7, 5, 0, 30)},
+          Row{"yyyy-M-d h:mm tt", "2003-7-5 12:30 PM", inUtc(2003, 7, 5, 12, 30)},
+          Row{"yyyy-M-d h H m", "2003-7-5 1 13 0", inUtc(2003, 7, 5, 13)},
+          Row{"yyyy-M-d tt", "2003-7-5 PM", inUtc(2003, 7, 5, 12)}, Row{"S yyyy-M-d", "0 2003-7-5", day},
+          Row{"yyyy-M-d", "-44-3-15", inUtc(-44, 3, 15)}, Row{"yyyy.M.d", "40000.3.15", inUtc(40000, 3, 15)},
+          Row{"yyyy'1'M'-'d", "200317-5", day}, Row{"'day 'd' of 'M yyyy", "day 5 of 7 2003", day},
+          Row{"yyyy yy M d dd", "2003 03 7 5 05", day}}) {
+        unsigned int mismatch = 1000;
+        EXPECT_EQ(SDateTime::Parse(row.text, row.pattern, utc(), &mismatch), row.moment) << row.text;
+        EXPECT_EQ(mismatch, std::string(row.text).size()) << row.text;
+    }
+    EXPECT_EQ(SDateTime::Parse("2003-07-05 12:00", "yyyy-MM-dd HH:mm", STimeZone(300, true)),
+              inUtc(2003, 7, 5, 16));
+}
+
+TEST(SDateTimeParse, TellsWhereATextDiffers)
+{
+    struct Row
+    {
+        const char* pattern;
+        const char* text;
+        unsigned int mismatch;
+    };
+    const Recorder recorder;
+    for (const Row& row : {Row{"yyyy-MM-dd", "2003-7-05", 6},
+                           Row{"yyyy-MM-dd", "2003-07-05 ", 10},
+                           Row{"yyyy-MM-dd", "2003-07-5", 9},
+                           Row{"yyyy-MM-dd", "2003/07/05", 4},
+                           Row{"yyyy-MM-dd", "", 0},
+                           Row{"yyyy-MM-dd", "2003-13-05", 5},
+                           Row{"yyyy-MM-dd", "2003-02-29", 8},
+                           Row{"yyyy-MM-dd", "1582-10-10", 8},
+                           Row{"yyyy-MM-dd", "0-01-01", 0},
+                           Row{"yyyy-MM-dd", "02003-01-01", 0},
+                           Row{"yyyy-MM-dd", "+2003-01-01", 0},
+                           Row{"yyyy-MM-dd", "2003-07-05x", 10},
+                           Row{"yyyy-M-d", "2003-7-05", 7},
+                           Row{"yyyy-M-d", "9999999-7-5", 0},
+                           Row{"yyyyMMdd", "2003075", 7},
+                           Row{"yyyy-M-d H", "2003-7-5 24", 9},
+                           Row{"yyyy-M-d h tt", "2003-7-5 13 AM", 9},
+                           Row{"yyyy-M-d h tt", "2003-7-5 0 AM", 9},
+                           Row{"yyyy-M-d h tt", "2003-7-5 1 am", 11},
+                           Row{"yyyy-M-d H tt", "2003-7-5 13 AM", 12},
+                           Row{"yyyy-M-d H h", "2003-7-5 13 2", 12},
+                           Row{"ddd d.M.yyyy", "Sun 5.7.2003", 0},
+                           Row{"d MMM yyyy", "5 July 2003", 5},
+                           Row{"yyyy yy M d", "2003 04 7 5", 5},
+                           Row{"d dd M yyyy", "5 06 7 2003", 2},
+                           Row{"S yyyy-M-d", "04 2003-7-5", 1},
+                           Row{"SS yyyy-M-d", "04 2003-7-5", 2},
+                           Row{"yyyy-M-d'T'", "2003-7-5t", 8}}) {
+        unsigned int mismatch = 1000;
+        EXPECT_FALSE(SDateTime::Parse(row.text, row.pattern, utc(), &mismatch).IsValid()) << row.text;
+        EXPECT_EQ(mismatch, row.mismatch) << row.text << " by " << row.pattern;
+    }
+    EXPECT_FALSE(SDateTime::Parse(nullptr, "yyyy-MM-dd", utc()).IsValid());
+    EXPECT_FALSE(SDateTime::Parse("2003-07-05", nullptr, utc()).IsValid());
+    EXPECT_TRUE(recorder.lines().empty());
+}
+
+TEST(SDateTimeParse, ReportsAPatternThatTellsTooLittle)
+{
+    struct Row
+    {
+        const char* pattern;
+        const char* text;
+    };
+    for (const Row& row : {Row{"HH:mm", "01:02"}, Row{"yyyy-MM", "2003-07"}, Row{"yyyy-M-d h", "2003-7-5 3"},
+                           Row{nullptr, ""}}) {
+        const Recorder recorder;
+        EXPECT_FALSE(SDateTime::Parse(row.text, row.pattern, utc()).IsValid());
+        EXPECT_EQ(recorder.count("a pattern to read by tells year, month and day"), 1);
+    }
+}
+
+TEST_F(STimeRoundTrip, TextComesBackByManyPatterns)
+{
+    const STimeZone zone("X,-345");
+    const std::vector<const char*> patterns = {
+        "yyyy-MM-dd HH:mm:ss.SS", "d.M.yyyy H:m:s.S", "dddd d MMMM yyyy g hh'h'mm'm'ss's'SS tt",
+        "ss mm HH dd MM yyyy SS", "\"y\"yyyy' dd 'ddd MMM d h:m:s S tt"};
+    for (int round = 0; round < 20'000; ++round) {
+        const SDateTime moment = randomMoment(-4000, 40'000);
+        const char* const pattern = patterns[random() % patterns.size()];
+        const std::string text = textOf(moment, pattern, zone);
+        ASSERT_EQ(SDateTime::Parse(text.c_str(), pattern, zone), moment) << text;
+    }
+}
+
+TEST(SDateTimeTrace, WritesLocalTimeOrThatItIsInvalid)
+{
+    const SDateTime moment(2003, 7, 5, 1, 2, 3, 4, STimeZone::TZ_Local());
+    EXPECT_EQ(STraceHelper("%1 %2", moment, SDateTime()).view(), "2003-07-05@01:02:03.004 invalid-date-time");
 }
 
 TEST(SDateTimeConversion, ReadsOleDatesAsPublished)

@@ -16,6 +16,8 @@
 namespace MorvexA106
 {
 
+class SDateTime;
+
 /// One value as text, for the parameters of a trace line. Numbers are written in decimal and independently of
 /// the locale, `double` in the shortest form that reads back exactly, a pointer as "0x" and hexadecimal
 /// digits, `bool` as "true" or "false".
@@ -46,6 +48,9 @@ public:
     STraceParameter(double value);
     STraceParameter(const void* value);
     STraceParameter(bool value);
+
+    /// As "yyyy-MM-dd@HH:mm:ss.SS" in the machine's zone; "invalid-date-time" for an invalid moment.
+    STraceParameter(const SDateTime& moment);
 
     /// True for a parameter without text, be it that none was given.
     bool IsEmpty() const noexcept { return m_text.isEmpty(); }

@@ -149,12 +149,39 @@ public:
     /// lock. Throws "bad allocation".
     SAnsiString Format(const char* pattern, const STimeZone& zone) const;
 
+    /// The moment whose fields in a zone stand in a text, by the patterns of `Format`. Strict: taken is what `Format`
+    /// writes by the same pattern of a moment, in the calling thread's locale, and nothing more; invalid without an
+    /// assertion for every other text, also for null.
+    ///
+    ///     unsigned int mismatch = 0;
+    ///     const SDateTime due = SDateTime::Parse(text, "yyyy-MM-dd HH:mm", zone, &mismatch);
+    ///     if (!due.IsValid()) { ... }            // text differs from its byte `mismatch` on
+    ///
+    /// | pattern          | text             | moment, or where it differs                       |
+    /// |------------------|------------------|---------------------------------------------------|
+    /// | `yyyy-MM-dd`     | `2003-07-05`     | midnight: what is not told of the time is 0       |
+    /// | `yyyy-MM-dd`     | `2003-7-05`      | 6                                                 |
+    /// | `yyyy-MM-dd`     | `2003-02-29`     | 8: no such day                                    |
+    /// | `yyyy-MM-dd`     | `2003-07-05 `    | 10                                                |
+    /// | `yyyyMMdd`       | `20030705`       | a full year in front of a number has four digits  |
+    /// | `d.M.yy`         | `5.7.03`         | 2003: two digits mean 1970 to 2069                |
+    /// | `ddd d.M.yyyy`   | `Sun 5.7.2003`   | 0: it was a Saturday                              |
+    ///
+    /// The pattern must tell year, month and day, and AM or PM with the hours of 12; else a text that follows it is
+    /// refused with an assertion. Fields that are told twice must agree. A name is the longest that fits, with its
+    /// case. An hour that the zone leaves out, or has twice, is read as the constructor does.
+    ///
+    /// `mismatch` may be null; it gets the length of a text that is taken. Throws "bad allocation".
+    static SDateTime Parse(const char* text, const char* pattern, const STimeZone& zone,
+                           unsigned int* mismatch = nullptr);
+
 private:
     constexpr SDateTime(const SDate& date, const STime& time) noexcept : m_date(date), m_time(time) {}
 
     static SDateTime fromMilliseconds(__int64 sinceEpoch);
     void carry(__int64 days, __int64 milliseconds);
     SDateTime inZone(const STimeZone& zone) const;
+    static SDateTime fromWallClock(const SDateTime& fields, const STimeZone& zone);
     SDateTime readInZone(const STimeZone& zone) const;
 
     SDate m_date;

@@ -2,7 +2,9 @@
 
 #include "morvex/diagnostics.h"
 #include "morvex/messageformat.h"
+#include "morvex/sdatetime.h"
 #include "morvex/sstringconv.h"
+#include "morvex/stimezone.h"
 
 #include <array>
 #include <atomic>
@@ -32,6 +34,12 @@ SAnsiString narrowed(const unsigned short* units)
     SAnsiString text;
     text.copyFrom(units);
     return text;
+}
+
+SAnsiString momentText(const SDateTime& moment)
+{
+    return moment.IsValid() ? moment.Format("yyyy-MM-dd@HH:mm:ss.SS", STimeZone::TZ_Local())
+                            : SAnsiString("invalid-date-time");
 }
 
 using Parameters = std::array<const STraceParameter*, 12>;
@@ -86,6 +94,7 @@ STraceParameter::STraceParameter(unsigned long long value) : m_text(SStringConv:
 STraceParameter::STraceParameter(double value) : m_text(SStringConv::ToString(value)) {}
 STraceParameter::STraceParameter(const void* value) : m_text(pointerText(value)) {}
 STraceParameter::STraceParameter(bool value) : m_text(SStringConv::ToString(value)) {}
+STraceParameter::STraceParameter(const SDateTime& moment) : m_text(momentText(moment)) {}
 
 bool ShouldTrace(int channel, const char* file)
 {

@@ -1,6 +1,7 @@
 #include "morvex/calendar.h"
 #include "morvex/checks.h"
 #include "morvex/dateformat.h"
+#include "morvex/dateparse.h"
 #include "morvex/sdatetimeconv.h"
 #include "morvex/stimezone.h"
 
@@ -299,9 +300,12 @@ SDateTime::SDateTime(int year, int month, int day, int hour, int minute, int sec
     : m_date(year, month, day),
       m_time(hour, minute, second, millisecond, STimeZone::TZ_UTC())
 {
-    if (IsValid()) {
-        *this += zone.UTCOffset(*this, false);
-    }
+    *this = fromWallClock(*this, zone);
+}
+
+SDateTime SDateTime::fromWallClock(const SDateTime& fields, const STimeZone& zone)
+{
+    return fields.IsValid() ? fields + zone.UTCOffset(fields, false) : fields;
 }
 
 SDateTime::SDateTime(long time, const STimeZone& zone)
@@ -476,6 +480,16 @@ SAnsiString SDateTime::Format(const char* pattern, const STimeZone& zone) const
 {
     const SDateTime local = inZone(zone);
     return DateFormat::format(pattern, local.m_date, local.m_time);
+}
+
+SDateTime SDateTime::Parse(const char* text, const char* pattern, const STimeZone& zone,
+                           unsigned int* mismatch)
+{
+    const DateParse::Parsed parsed = DateParse::parse(text != nullptr ? text : "", pattern);
+    if (mismatch != nullptr) {
+        *mismatch = static_cast<unsigned int>(parsed.mismatch);
+    }
+    return fromWallClock(SDateTime(parsed.date, parsed.time), zone);
 }
 
 } // namespace MorvexA106
