@@ -249,21 +249,27 @@ TEST_F(SResManagerTest, FileThatBreaksTheFormatChangesNothing)
     EXPECT_FALSE(SResManager::AddFile("file", m_scratch.path("missing"), &problem));
     EXPECT_NE(plain(problem).find("Failed to open the file"), std::string::npos);
     EXPECT_FALSE(SResManager::AddFile("file", m_scratch.path("missing")));
+    EXPECT_FALSE(SResManager::AddFile("file", m_scratch.root()));
     EXPECT_EQ(plain(SResManager::LoadStringA(1)), "before");
 }
 
 TEST_F(SResManagerTest, TextsOfAFileComeInTheFormOfTheLocaleInForce)
 {
-    ASSERT_EQ(problemOf("1 = M\xC3\xA4rz \xE6\x97\xA5\n"), "");
-    EXPECT_EQ(plain(SResManager::LoadStringA(1)), "M?rz ?");
+    ASSERT_EQ(problemOf("1 = M\xC3\xA4rz\n2 = \xE6\x97\xA5\n3 = \xF0\x9F\x98\x80\n"), "");
+    EXPECT_EQ(plain(SResManager::LoadStringA(2)), "?");
     {
         const LocaleInForce inForce(german1252);
         ASSERT_TRUE(inForce.found());
-        EXPECT_EQ(plain(SResManager::LoadStringA(1)), "M\xE4rz ?");
+        EXPECT_EQ(plain(SResManager::LoadStringA(1)), "M\xE4rz");
+        EXPECT_EQ(plain(SResManager::LoadStringA(2)), "?");
     }
     const LocaleInForce inForce(japanese932);
     ASSERT_TRUE(inForce.found());
-    EXPECT_EQ(plain(SResManager::LoadStringA(1)), "M?rz \x93\xFA");
+    EXPECT_EQ(plain(SResManager::LoadStringA(2)), "\x93\xFA");
+    SAnsiString wide;
+    const unsigned short pair[] = {0xD83D, 0xDE00, 0};
+    wide.copyFrom(pair);
+    EXPECT_EQ(plain(SResManager::LoadStringA(3)), plain(wide));
 }
 
 TEST_F(SResManagerTest, LongFileIsReadWhole)

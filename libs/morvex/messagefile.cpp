@@ -1,7 +1,7 @@
 #include "morvex/messagefile.h"
 
 #include "morvex/sstringconv.h"
-#include "morvex/utfconverter.h"
+#include "platform/utf16.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -53,7 +53,6 @@ std::size_t utf8Size(std::string_view text) noexcept
     return isGood ? row.size : 0;
 }
 
-/// The library's own conversion takes anything, and would make other text of it.
 bool isUtf8(std::string_view text) noexcept
 {
     while (!text.empty()) {
@@ -64,6 +63,24 @@ bool isUtf8(std::string_view text) noexcept
         text.remove_prefix(size);
     }
     return true;
+}
+
+/// The text must be UTF-8.
+SQCAString unitsOf(std::string_view text)
+{
+    static constexpr unsigned char leadMasks[] = {0x7F, 0x1F, 0x0F, 0x07};
+    std::u16string units;
+    while (!text.empty()) {
+        const std::size_t size = utf8Size(text);
+        char32_t character = static_cast<unsigned char>(text[0]) & leadMasks[size - 1];
+        for (std::size_t i = 1; i < size; ++i) {
+            character = character << 6 | (static_cast<unsigned char>(text[i]) & 0x3Fu);
+        }
+        unsigned short pair[2];
+        units.append(pair, Platform::putUnits(character, pair));
+        text.remove_prefix(size);
+    }
+    return SQCAString(std::u16string_view(units));
 }
 
 bool readNumber(std::string_view text, unsigned long& number)
@@ -122,8 +139,7 @@ const char* readText(std::string_view written, SQCAString& text)
     if (const char* const wrong = unescape(written, isQuoted, bytes)) {
         return wrong;
     }
-    const void* const source = bytes.c_str();
-    CUTFConverter::UTF8ToUTF16(static_cast<const unsigned char*>(source), text);
+    text = unitsOf(bytes);
     return nullptr;
 }
 

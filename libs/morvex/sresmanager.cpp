@@ -4,9 +4,10 @@
 #include "morvex/checks.h"
 #include "morvex/messagefile.h"
 #include "morvex/resourcetexts.h"
-#include "morvex/sfile.h"
 #include "morvex/sresstring.h"
 #include "morvex/sstringkeys.h"
+#include "platform/file.h"
+#include "platform/systemerror.h"
 
 #include <algorithm>
 #include <memory>
@@ -91,30 +92,64 @@ private:
     const MessageTexts m_texts;
 };
 
-std::string contentOf(const SAnsiString& path)
+/// An open file for a scope.
+class Opened
+{
+public:
+    explicit Opened(const SAnsiString& path) noexcept
+        : m_opened(Platform::openFile(path, Platform::FileWord::binary | Platform::FileWord::sequential, 0,
+                                      Platform::FileWord::denyNothing))
+    {}
+    ~Opened()
+    {
+        if (!m_opened.failed()) {
+            Platform::closeFile(number());
+        }
+    }
+    Opened(const Opened&) = delete;
+    Opened& operator=(const Opened&) = delete;
+
+    int number() const noexcept { return static_cast<int>(m_opened.value); }
+    int error() const noexcept { return m_opened.error; }
+
+private:
+    Platform::FileResult m_opened;
+};
+
+/// The error number of a failed read, or 0.
+int readAll(const Opened& file, std::string& bytes)
 {
     constexpr unsigned step = 64 * 1024;
-    SFile file(path, SFile::readOnly | SFile::sequential, SFile::defaultPermissions, SFile::denyNothing);
-    std::string bytes;
-    for (int got = step; got > 0;) {
-        const std::size_t before = bytes.size();
-        bytes.resize(before + step);
-        got = file.read(bytes.data() + before, step);
-        bytes.resize(before + static_cast<std::size_t>(got));
+    for (std::size_t end = 0;;) {
+        bytes.resize(end + step);
+        const auto count = Platform::readFile(file.number(), bytes.data() + end, step);
+        end += count.failed() ? 0 : static_cast<std::size_t>(count.value);
+        if (count.failed() || count.value == 0) {
+            bytes.resize(end);
+            return count.error;
+        }
     }
-    return bytes;
 }
 
-/// Empty, or why there are no texts.
+SAnsiString failureText(unsigned long message, const SAnsiString& path, int error)
+{
+    return SResString::Load(message, path, Platform::errorText(Platform::runtimeError(error)).c_str());
+}
+
+/// Empty, or why there are no texts. The files' own class is not used: its failures take their words from here.
 SAnsiString readFile(const SAnsiString& path, MessageTexts& texts)
 {
-    try {
-        const MessageFault fault = readMessages(contentOf(path), texts);
-        return fault.line == 0 ? SAnsiString()
-                               : SAnsiString(SResString("%1:%2: %3", '%', path, fault.line, fault.what));
-    } catch (const SFileException& failure) {
-        return failure.toString();
+    const Opened file(path);
+    if (file.error() != 0) {
+        return failureText(fileTexts, path, file.error());
     }
+    std::string bytes;
+    if (const int error = readAll(file, bytes)) {
+        return failureText(fileTexts + 1, path, error);
+    }
+    const MessageFault fault = readMessages(bytes, texts);
+    return fault.line == 0 ? SAnsiString()
+                           : SAnsiString(SResString("%1:%2: %3", '%', path, fault.line, fault.what));
 }
 
 bool lookUp(unsigned long number, SAnsiString& text)
