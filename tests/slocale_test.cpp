@@ -9,6 +9,7 @@
 #include <clocale>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -42,6 +43,15 @@ Words wordsOf(const Names& names)
         words.push_back(plain(names.GetLongAM(morning)));
     }
     return words;
+}
+
+/// The text as the locale in force has it: characters without a form become `?`, or what the system has in their
+/// stead.
+std::string inForceForm(std::u16string_view text)
+{
+    SAnsiString bytes;
+    bytes.copyFrom(SWCharString(text).getString());
+    return plain(bytes);
 }
 
 /// The current names under the object's names.
@@ -99,7 +109,6 @@ TEST(SLocale, UnknownNamesAreEnglish)
         const SLocale locale(row.name);
         EXPECT_EQ(locale.isKnown(), row.known) << row.name;
         EXPECT_EQ(wordsOf(locale), englishWords) << row.name;
-        EXPECT_EQ(plain(locale.GetEra(2000)), "A.D.") << row.name;
     }
 }
 
@@ -109,26 +118,15 @@ TEST(SLocale, NamesOfAnotherLocaleComeInTheFormOfTheOneInForce)
     ASSERT_TRUE(german.isKnown());
     const SLocale japanese("ja-JP");
     ASSERT_TRUE(japanese.isKnown());
-    struct Row
-    {
-        const char* name;
-        std::vector<const char*> inForce;
-        std::string march;
-        std::string sunday;
-    };
-    const Row rows[] = {
-        {"no form for umlauts and kanji", {"C"}, "M?rz", "???"},
-        {"single bytes", german1252, "M\xE4rz", "???"},
-        {"double bytes", japanese932, "M?rz", "\x93\xFA\x97\x6A\x93\xFA"},
-    };
-    for (const Row& row : rows) {
-        const LocaleInForce inForce(row.inForce);
-        ASSERT_TRUE(inForce.found()) << row.name;
+    const std::vector<std::vector<const char*>> locales = {{"C"}, german1252, japanese932};
+    for (const auto& names : locales) {
+        const LocaleInForce inForce(names);
+        ASSERT_TRUE(inForce.found()) << names[0];
         const std::string before = std::setlocale(LC_ALL, nullptr);
-        EXPECT_EQ(plain(german.GetLongMonth(3)), row.march) << row.name;
-        EXPECT_EQ(plain(japanese.GetLongDay(0)), row.sunday) << row.name;
-        EXPECT_EQ(plain(german.GetLongDay(3)), "Mittwoch") << row.name;
-        EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before) << row.name;
+        EXPECT_EQ(plain(german.GetLongMonth(3)), inForceForm(u"M\u00E4rz")) << names[0];
+        EXPECT_EQ(plain(japanese.GetLongDay(0)), inForceForm(u"\u65E5\u66DC\u65E5")) << names[0];
+        EXPECT_EQ(plain(german.GetLongDay(3)), "Mittwoch") << names[0];
+        EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before) << names[0];
     }
 }
 
@@ -154,7 +152,7 @@ TEST(SLocale, WithoutANameIsTheLocaleInForceWhenItIsMade)
         EXPECT_EQ(wordsOf(*kept), wordsOf(Current()));
     }
     EXPECT_EQ(plain(kept->GetLongDay(0)), "Sonntag");
-    EXPECT_EQ(plain(kept->GetLongMonth(3)), "M?rz");
+    EXPECT_EQ(plain(kept->GetLongMonth(3)), inForceForm(u"M\u00E4rz"));
     EXPECT_TRUE(kept->isKnown());
     EXPECT_EQ(wordsOf(SLocale()), englishWords);
 }
@@ -197,7 +195,7 @@ TEST(SLocale, CanBeMadeAndAskedByManyThreads)
     std::vector<std::thread> threads;
     std::vector<int> wrong(4);
     const SLocale shared("ja-JP");
-    const std::string sunday = plain(shared.GetLongDay(0));
+    const std::string sunday = inForceForm(u"\u65E5\u66DC\u65E5");
     for (int& count : wrong) {
         threads.emplace_back([&count, &shared, &sunday] {
             for (int i = 0; i < 50; ++i) {

@@ -124,9 +124,10 @@ std::string formatted(std::size_t word)
 
 bool localeWords(const std::string& name, LocaleWords& words)
 {
+    // An empty name means a locale too, but not one that was asked for.
     const std::wstring system = systemName(name);
     const wchar_t* const locale = name.empty() ? LOCALE_NAME_USER_DEFAULT : system.c_str();
-    if (locale != nullptr && !IsValidLocaleName(locale)) {
+    if (!name.empty() && (system.empty() || !IsValidLocaleName(locale))) {
         return false;
     }
     for (std::size_t word = 0; word < words.size(); ++word) {
