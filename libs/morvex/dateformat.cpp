@@ -15,17 +15,55 @@ namespace MorvexA106::DateFormat
 namespace
 {
 
-/// Collects text in a buffer of its own, so that a text of usual length costs one allocation.
+/// All numbers of two digits, one behind the other.
+constexpr auto digitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t number = 0; number < 100; ++number) {
+        pairs[2 * number] = static_cast<char>('0' + number / 10);
+        pairs[2 * number + 1] = static_cast<char>('0' + number % 10);
+    }
+    return pairs;
+}();
+
+/// Collects text in a buffer of its own, so that a text of usual length costs one allocation. Numbers and single
+/// units are put in without a look at the room: whoever puts them has it made, enough for any of our numbers.
 class Writer
 {
 public:
-    void put(char unit)
+    static constexpr std::size_t roomOfNumber = NumberText::decimalRoom<int>;
+
+    void makeRoom()
     {
-        if (m_used == m_room.size()) {
+        if (m_room.size() - m_used < roomOfNumber) [[unlikely]] {
             flush();
         }
-        m_room[m_used++] = unit;
     }
+    void put(char unit) noexcept { m_room[m_used++] = unit; }
+
+    /// Below 100.
+    void putTwoDigits(int value) noexcept
+    {
+        std::memcpy(m_room.data() + m_used, digitPairs.data() + 2 * value, 2);
+        m_used += 2;
+    }
+    void putUnpadded(int value) noexcept
+    {
+        if (value >= 10) {
+            putTwoDigits(value);
+            return;
+        }
+        put(static_cast<char>('0' + value));
+    }
+    void putInteger(int value) noexcept
+    {
+        if (value < 0) {
+            put('-');
+        }
+        char* const begin = m_room.data() + m_used;
+        m_used +=
+            static_cast<std::size_t>(NumberText::writeDecimal(begin, NumberText::magnitudeOf(value)) - begin);
+    }
+
     void put(std::string_view text)
     {
         if (text.size() > m_room.size() - m_used) {
@@ -39,23 +77,11 @@ public:
         m_used += text.size();
     }
 
-    /// Below 100.
-    void putTwoDigits(int value)
-    {
-        put(static_cast<char>('0' + value / 10));
-        put(static_cast<char>('0' + value % 10));
-    }
-    void putUnpadded(int value)
-    {
-        if (value >= 10) {
-            putTwoDigits(value);
-            return;
-        }
-        put(static_cast<char>('0' + value));
-    }
-
     SAnsiString take()
     {
+        if (m_text.length() == 0 && m_used != 0) [[likely]] {
+            m_text = TextBuilder<char, 0>(m_used);
+        }
         flush();
         return SAnsiString(m_text.take());
     }
@@ -118,12 +144,7 @@ void putYear(Writer& out, int year)
         out.putTwoDigits(year % 100);
         return;
     }
-    std::array<char, NumberText::decimalRoom<int>> digits;
-    if (year < 0) {
-        out.put('-');
-    }
-    char* const end = NumberText::writeDecimal(digits.data(), NumberText::magnitudeOf(year));
-    out.put(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data())));
+    out.putInteger(year);
 }
 
 void writeDay(Writer& out, const Fields& fields, unsigned int run)
@@ -237,6 +258,16 @@ std::size_t placeOf(char letter) noexcept
     return tokenPlaces[static_cast<unsigned char>(letter)];
 }
 
+/// Most are a single sign between two fields.
+void putLiteral(Writer& out, std::string_view literal)
+{
+    if (literal.size() == 1) {
+        out.put(literal.front());
+        return;
+    }
+    out.put(literal);
+}
+
 bool isQuote(char unit) noexcept
 {
     return unit == '\'' || unit == '"';
@@ -281,7 +312,7 @@ bool PatternReader::next(Piece& piece) noexcept
     if (first == 0) {
         return false;
     }
-    piece = Piece{};
+    piece.letter = 0;
     if (isQuote(first)) {
         takeQuoted(piece);
         return true;
@@ -305,8 +336,9 @@ SAnsiString format(const char* pattern, const SDate& date, const STime& time)
     PatternReader reader(pattern);
     Writer out;
     for (Piece piece; reader.next(piece);) {
+        out.makeRoom();
         if (piece.letter == 0) {
-            out.put(piece.literal);
+            putLiteral(out, piece.literal);
             continue;
         }
         const Token& token = tokens[placeOf(piece.letter)];

@@ -346,7 +346,11 @@ SDateTime SDateTime::GetCurrentDateTime()
 
 SDateTime SDateTime::inZone(const STimeZone& zone) const
 {
-    return IsValid() ? *this - zone.UTCOffset(*this) : *this;
+    if (!IsValid()) {
+        return *this;
+    }
+    const STimeSpan offset = zone.UTCOffset(*this);
+    return offset == STimeSpan() ? *this : *this - offset;
 }
 
 SDateTime SDateTime::readInZone(const STimeZone& zone) const
