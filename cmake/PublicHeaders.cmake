@@ -12,6 +12,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sdate.h
   morvex/sdatetime.h
   morvex/sdatetimeconv.h
+  morvex/sdatetimestring.h
   morvex/sfile.h
   morvex/sfileexception.h
   morvex/sfilesys.h
@@ -25,14 +26,12 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/siservercontroller.h
   morvex/siserverexception.h
   morvex/siset.h
-  morvex/sdatetimestring.h
   morvex/slocale.h
   morvex/splat.h
-  morvex/sshelp.h
-  morvex/sversion.h
   morvex/sresmanager.h
   morvex/sresstring.h
   morvex/ssfilesearch.h
+  morvex/sshelp.h
   morvex/sstring.h
   morvex/sstringconv.h
   morvex/sstringconvimpl.h
@@ -41,6 +40,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sstringkeys.h
   morvex/sstringstream.h
   morvex/sstrtok.h
+  morvex/sversion.h
   morvex/stime.h
   morvex/stimespan.h
   morvex/stimezone.h
