@@ -305,7 +305,8 @@ TEST(STimeZone, AgreesWithTheSlowWayInAnyYear)
             early ? static_cast<int>(random() % 2000) - 400 : 1582 + static_cast<int>(random() % 9000);
         const SDateTime first = SDateTime(year == 0 ? 1582 : year, 1, 1, 0, 0, 0, 0, STimeZone::TZ_UTC());
         for (int day = 0; day < 366; day += 1 + static_cast<int>(random() % 9)) {
-            const SDateTime moment = first + STimeSpan(day * __int64(86'400'000) + random() % 86'400'000);
+            const SDateTime moment =
+                first + STimeSpan(day * std::int64_t(86'400'000) + random() % 86'400'000);
             ASSERT_EQ(zone.InDST(moment), slowInDaylight(start, end, standardOffset, daylightOffset, moment))
                 << text << ": year " << year << ", day " << day;
         }

@@ -18,8 +18,8 @@ namespace
 using Change = ZoneRules::Change;
 using Fields = ZoneRules::Fields;
 
-constexpr __int64 millisecondsPerMinute = 60'000;
-constexpr __int64 minutesPerDay = 1440;
+constexpr std::int64_t millisecondsPerMinute = 60'000;
+constexpr std::int64_t minutesPerDay = 1440;
 
 /// 1 January 1583, the first day of the first year that is Gregorian from its beginning.
 constexpr std::int32_t firstWholeYear = 2299238;
@@ -28,55 +28,55 @@ constexpr std::int32_t firstWholeYear = 2299238;
 constexpr std::int32_t firstUsableDay = -2'000'000'000;
 
 /// February is that of a common year: rules take it so.
-constexpr unsigned monthLengths[] = {0, 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-constexpr unsigned daysBefore[] = {0, 0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+constexpr int monthLengths[] = {0, 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
 
-/// The day of the month on which a change falls whose month begins with this weekday.
-unsigned dayOfMonth(const Change& change, unsigned firstWeekday) noexcept
+/// The day of the month on which a change falls, where `first` is that of the first such weekday.
+int dayOfMonth(const Change& change, int first) noexcept
 {
-    const unsigned first = (change.dayOfWeek + 7u - firstWeekday) % 7;
-    const unsigned day = first + 7u * (change.week - 1u) + 1;
+    const int day = first + 7 * (change.week - 1);
     return day > monthLengths[change.month] ? day - 7 : day;
 }
 
-/// The years from 1583 on.
+/// The years from 1583 on. Free of jumps that depend on the moment, which are what costs most here.
 class GregorianYear
 {
 public:
-    /// Counts in eras of 400 years that begin on 1 March of a year 0, so that the leap day ends a year, a century
-    /// and an era.
+    /// Counts in centuries and years that begin on 1 March, so that a leap day is the last one of either. A number
+    /// of four-days plus three, divided by the four-days of 400 years, is the century; likewise the year in it, where
+    /// multiplying by 2939745 and taking the high half divides by 1461, and leaves the rest in the low half
+    /// (C. Neri and L. Schneider, Euclidean affine functions and their application to calendar algorithms, 2022).
     explicit GregorianYear(std::int32_t day) noexcept
     {
-        constexpr std::uint32_t firstOfMarch = 1721119;
-        const std::uint32_t days = static_cast<std::uint32_t>(day) - firstOfMarch;
-        const std::uint32_t inEra = days % 146097;
-        const std::uint32_t yearOfEra = (inEra - inEra / 1460 + inEra / 36524 - inEra / 146096) / 365;
-        const std::uint32_t inYear = inEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-        constexpr std::uint32_t upToJanuary = 306;
-        if (inYear >= upToJanuary) {
-            m_isLeap = isLeap(yearOfEra + 1);
-            m_firstDay = static_cast<std::uint32_t>(day) - (inYear - upToJanuary);
-        } else {
-            m_isLeap = isLeap(yearOfEra);
-            m_firstDay = static_cast<std::uint32_t>(day) - inYear - 59 - (m_isLeap ? 1 : 0);
-        }
+        constexpr std::int32_t firstOfMarch = 1721119;
+        const std::uint64_t inQuarters = 4 * static_cast<std::uint64_t>(day - firstOfMarch) + 3;
+        const auto century = static_cast<std::uint32_t>(inQuarters / 146097);
+        const auto inCentury = static_cast<std::uint32_t>(inQuarters % 146097) | 3;
+        const std::uint64_t years = std::uint64_t{2939745} * inCentury;
+        const auto inYear = static_cast<std::int32_t>(static_cast<std::uint32_t>(years) / 2939745 / 4);
+
+        const int isNextYear = inYear >= 306 ? 1 : 0; // January and February
+        m_leapDay = isLeap(100 * century + static_cast<std::uint32_t>(years >> 32) +
+                           static_cast<std::uint32_t>(isNextYear));
+        m_firstOfMarch = std::int64_t{day} - inYear + isNextYear * (365 + m_leapDay);
     }
 
-    __int64 dayOf(const Change& change) const noexcept
+    std::int64_t dayOf(const Change& change) const noexcept
     {
-        const std::uint32_t first =
-            m_firstDay + daysBefore[change.month] + (m_isLeap && change.month > 2 ? 1 : 0);
-        return __int64(first) + dayOfMonth(change, (first + 2) % 7) - 1;
+        constexpr int fromMarch[] = {0, -59, -28, 0, 31, 61, 92, 122, 153, 184, 214, 245, 275};
+        constexpr std::uint64_t manyWeeks = 7'000'000'000;
+        const std::int64_t month =
+            m_firstOfMarch + fromMarch[change.month] - (change.month < 3 ? m_leapDay : 0);
+        // The weekday of a day number is two more than its rest.
+        const auto toWeekday = manyWeeks + change.dayOfWeek - 2 - static_cast<std::uint64_t>(month);
+        return month + dayOfMonth(change, static_cast<int>(toWeekday % 7) + 1) - 1;
     }
 
 private:
-    static bool isLeap(std::uint32_t year) noexcept
-    {
-        return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-    }
+    /// Of the years that 25 divides those are leap that 16 divides, of the others those that 4 divides.
+    static int isLeap(std::uint32_t year) noexcept { return (year & (year % 25 == 0 ? 15 : 3)) == 0 ? 1 : 0; }
 
-    std::uint32_t m_firstDay;
-    bool m_isLeap;
+    std::int64_t m_firstOfMarch;
+    int m_leapDay;
 };
 
 /// The years before, in which the calendar changes its rules.
@@ -85,10 +85,10 @@ class EarlyYear
 public:
     explicit EarlyYear(std::int32_t day) : m_year(SDate::FromDayNumber(day).GetYear()) {}
 
-    __int64 dayOf(const Change& change) const
+    std::int64_t dayOf(const Change& change) const
     {
-        const int firstWeekday = SDate(m_year, change.month, 1).GetDayOfWeek();
-        const auto day = static_cast<int>(dayOfMonth(change, static_cast<unsigned>(firstWeekday + 7) % 7));
+        const int weekday = SDate(m_year, change.month, 1).GetDayOfWeek();
+        const int day = dayOfMonth(change, (change.dayOfWeek + 7 - weekday) % 7 + 1);
         return SDate(m_year, change.month, day).GetDayNumber();
     }
 
@@ -96,20 +96,44 @@ private:
     int m_year;
 };
 
-__int64 minuteOf(const Change& change, __int64 day) noexcept
+std::int64_t minuteOf(const Change& change, std::int64_t day) noexcept
 {
     return day * minutesPerDay + change.hour * 60 + change.minute;
 }
 
 template <class Year>
-bool isInDaylight(const Fields& fields, const Year& year, __int64 moment, bool isUTC)
+bool isInDaylight(const Fields& fields, const Year& year, std::int64_t moment, bool isUTC)
 {
     const int toStart = isUTC ? fields.standardOffset : fields.standardOffset - fields.daylightOffset;
     const int toEnd = isUTC ? fields.daylightOffset : 0;
-    const __int64 start =
+    const std::int64_t start =
         (minuteOf(fields.start, year.dayOf(fields.start)) + toStart) * millisecondsPerMinute;
-    const __int64 end = (minuteOf(fields.end, year.dayOf(fields.end)) + toEnd) * millisecondsPerMinute;
-    return start > end ? moment < end || moment >= start : moment >= start && moment < end;
+    const std::int64_t end = (minuteOf(fields.end, year.dayOf(fields.end)) + toEnd) * millisecondsPerMinute;
+    const bool isStarted = moment >= start;
+    const bool isEnded = moment >= end;
+    return start > end ? isStarted | !isEnded : isStarted & !isEnded;
+}
+
+bool isInDaylight(const Fields& fields, const SDateTime& moment, bool isUTC)
+{
+    if (!fields.dstEnabled) {
+        return false;
+    }
+    const bool isValid = moment.IsValid();
+    MORVEX_CHECK(isValid, "IsValid()");
+    const std::int32_t day = moment.GetUTCDate().GetDayNumber();
+    if (!isValid || day < firstUsableDay) {
+        return false;
+    }
+    const std::int64_t milliseconds = moment.GetTotalMilliseconds();
+    return day >= firstWholeYear ? isInDaylight(fields, GregorianYear(day), milliseconds, isUTC)
+                                 : isInDaylight(fields, EarlyYear(day), milliseconds, isUTC);
+}
+
+STimeSpan offsetOf(const Fields& fields, const SDateTime& moment, bool isUTC)
+{
+    const short minutes = isInDaylight(fields, moment, isUTC) ? fields.daylightOffset : fields.standardOffset;
+    return STimeSpan(minutes * millisecondsPerMinute);
 }
 
 ZoneRules readRules(const SAnsiString& rules)
@@ -146,47 +170,33 @@ STimeZone::STimeZone(const SAnsiString& rules) : STimeZone(fieldsOf(rules)) {}
 
 bool STimeZone::InDST(const SDateTime& moment) const
 {
-    return InDST(moment, true);
+    return isInDaylight(m_fields, moment, true);
 }
 
 bool STimeZone::InDST(const SDateTime& moment, bool isUTC) const
 {
-    if (!m_fields.dstEnabled) {
-        return false;
-    }
-    const bool isValid = moment.IsValid();
-    MORVEX_CHECK(isValid, "IsValid()");
-    const std::int32_t day = moment.GetUTCDate().GetDayNumber();
-    if (!isValid || day < firstUsableDay) {
-        return false;
-    }
-    const __int64 milliseconds = moment.GetTotalMilliseconds();
-    return day >= firstWholeYear ? isInDaylight(m_fields, GregorianYear(day), milliseconds, isUTC)
-                                 : isInDaylight(m_fields, EarlyYear(day), milliseconds, isUTC);
+    return isInDaylight(m_fields, moment, isUTC);
 }
 
 STimeSpan STimeZone::UTCOffset() const
 {
-    if (!m_fields.dstEnabled) {
-        return STimeSpan(m_fields.standardOffset * millisecondsPerMinute);
-    }
-    return UTCOffset(SDateTime::GetCurrentDateTime(), true);
+    const bool asksTheClock = m_fields.dstEnabled;
+    return offsetOf(m_fields, asksTheClock ? SDateTime::GetCurrentDateTime() : SDateTime(), true);
 }
 
 STimeSpan STimeZone::UTCOffset(const SDateTime& moment) const
 {
-    return UTCOffset(moment, true);
+    return offsetOf(m_fields, moment, true);
 }
 
 STimeSpan STimeZone::UTCOffset(const SDateTime& moment, bool isUTC) const
 {
-    const short minutes = InDST(moment, isUTC) ? m_fields.daylightOffset : m_fields.standardOffset;
-    return STimeSpan(minutes * millisecondsPerMinute);
+    return offsetOf(m_fields, moment, isUTC);
 }
 
 SAnsiString STimeZone::GetName(const SDateTime& moment) const
 {
-    return InDST(moment, true) ? m_fields.daylightName : m_fields.standardName;
+    return isInDaylight(m_fields, moment, true) ? m_fields.daylightName : m_fields.standardName;
 }
 
 SAnsiString STimeZone::GetRules() const
