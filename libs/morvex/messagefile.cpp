@@ -26,7 +26,7 @@ std::string_view trimmed(std::string_view text) noexcept
 struct Utf8Row
 {
     unsigned char lastLead;
-    std::size_t size;
+    unsigned char size;
     unsigned char lowest;
     unsigned char highest;
 };
