@@ -34,8 +34,8 @@ class SDateTime;
 /// earlier day with more hours. A name ends at a comma, and holds any other character of the current locale.
 ///
 /// What a zone can't say:
-/// - changes on a fixed date, and more than two a year. Two changes that mean the same are made of the first,
-///   see the constructor; a month of fasting that interrupts daylight time is left out;
+/// - changes on a fixed date: the constructor tells what becomes of them;
+/// - more than two changes a year, as where daylight time is interrupted for a month of fasting;
 /// - rules of other years: every year has the rules that the zone was made with;
 /// - seconds in offsets and changes.
 ///
@@ -44,7 +44,7 @@ class SDateTime;
 /// what the second name stands for; in a zone that calls its winter time so (Dublin, by the machine's rules)
 /// `InDST` is true in winter, and all offsets are right.
 ///
-/// A zone never changes but by assignment; any thread may read one. To ask one takes some ten nanoseconds and no
+/// A zone never changes but by assignment; any thread may read one. To ask one takes some twenty nanoseconds and no
 /// memory.
 class MORVEX_EXPORT STimeZone
 {

@@ -37,14 +37,14 @@ int dayOfMonth(const Change& change, int first) noexcept
     return day > monthLengths[change.month] ? day - 7 : day;
 }
 
-/// The years from 1583 on. Free of jumps that depend on the moment, which are what costs most here.
+/// The years from 1583 on.
 class GregorianYear
 {
 public:
-    /// Counts in centuries and years that begin on 1 March, so that a leap day is the last one of either. A number
-    /// of four-days plus three, divided by the four-days of 400 years, is the century; likewise the year in it, where
-    /// multiplying by 2939745 and taking the high half divides by 1461, and leaves the rest in the low half
-    /// (C. Neri and L. Schneider, Euclidean affine functions and their application to calendar algorithms, 2022).
+    /// Counts in centuries and years that begin on 1 March, so that a leap day is the last one of either, and in
+    /// quarters of days, of which a century has 146097 and a year 1461. Multiplying by 2939745 and taking the high
+    /// half divides by 1461, and leaves the rest in the low half (C. Neri and L. Schneider, Euclidean affine
+    /// functions and their application to calendar algorithms, 2022).
     explicit GregorianYear(std::int32_t day) noexcept
     {
         constexpr std::int32_t firstOfMarch = 1721119;
@@ -57,7 +57,7 @@ public:
         const int isNextYear = inYear >= 306 ? 1 : 0; // January and February
         m_leapDay = isLeap(100 * century + static_cast<std::uint32_t>(years >> 32) +
                            static_cast<std::uint32_t>(isNextYear));
-        m_firstOfMarch = std::int64_t{day} - inYear + isNextYear * (365 + m_leapDay);
+        m_firstOfMarch = std::int64_t{day} - inYear + std::int64_t{isNextYear} * (365 + m_leapDay);
     }
 
     std::int64_t dayOf(const Change& change) const noexcept
@@ -98,7 +98,7 @@ private:
 
 std::int64_t minuteOf(const Change& change, std::int64_t day) noexcept
 {
-    return day * minutesPerDay + change.hour * 60 + change.minute;
+    return day * minutesPerDay + std::int64_t{change.hour} * 60 + change.minute;
 }
 
 template <class Year>

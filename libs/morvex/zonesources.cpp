@@ -28,6 +28,8 @@ constexpr const char* noDaylight = "The daylight time of a time zone can't be sa
 constexpr int secondsPerMinute = 60;
 constexpr int secondsPerHour = 3600;
 constexpr std::int64_t secondsPerDay = 86400;
+constexpr std::int64_t leastEast = -25LL * secondsPerHour; // as RFC 8536 has it
+constexpr std::int64_t mostEast = 26LL * secondsPerHour;
 constexpr std::int32_t epochDay = 2440587; // 1 January 1970
 
 ZoneRules utcWith(const char* problem)
@@ -363,7 +365,7 @@ bool ZoneData::inForce(std::int64_t now, ZoneRules& rules) const
     }
     const std::int64_t east = numberAt(m_types, at, 4);
     const auto name = static_cast<unsigned char>(m_types[at + 5]);
-    if (name >= m_names.size() || east < -25 * secondsPerHour || east > 26 * secondsPerHour) {
+    if (name >= m_names.size() || east < leastEast || east > mostEast) {
         return false;
     }
     rules.fields.standardName = nameFrom(m_names.substr(name));
