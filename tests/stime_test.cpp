@@ -3,6 +3,7 @@
 #include "morvex/sdatetimestring.h"
 #include "morvex/stimezone.h"
 
+#include "locales.h"
 #include "recorder.h"
 
 #include <gtest/gtest.h>
@@ -529,6 +530,7 @@ TEST(SDateTimeParse, TellsWhereATextDiffers)
                            Row{"yyyy-MM-dd", "1582-10-10", 8},
                            Row{"yyyy-MM-dd", "0-01-01", 0},
                            Row{"yyyy-MM-dd", "02003-01-01", 0},
+                           Row{"yyyyMMdd", "00050705", 0},
                            Row{"yyyy-MM-dd", "+2003-01-01", 0},
                            Row{"yyyy-MM-dd", "2003-07-05x", 10},
                            Row{"yyyy-M-d", "2003-7-05", 7},
@@ -582,6 +584,60 @@ TEST_F(STimeRoundTrip, TextComesBackByManyPatterns)
         const char* const pattern = patterns[random() % patterns.size()];
         const std::string text = textOf(moment, pattern, zone);
         ASSERT_EQ(SDateTime::Parse(text.c_str(), pattern, zone), moment) << text;
+    }
+}
+
+TEST(SDateTimeLocale, KeepsTheTrailBytesOfLiteralCharacters)
+{
+    const LocaleInForce locale({"ja_JP.CP932", "Japanese_Japan.932"});
+    if (!locale.found()) {
+        GTEST_SKIP() << "no such locale";
+    }
+    // Characters whose second bytes are the letters d, M, y, H and the bracket's 0x5D.
+    const char* const pattern = "\x83"
+                                "d"
+                                "d"
+                                "\x83"
+                                "M"
+                                "M'\x83"
+                                "y'\x83"
+                                "H"
+                                "\x83]"
+                                "yyyy";
+    const char* const text = "\x83"
+                             "d"
+                             "5"
+                             "\x83"
+                             "M"
+                             "7"
+                             "\x83"
+                             "y\x83"
+                             "H"
+                             "\x83]"
+                             "2003";
+    EXPECT_EQ(textOf(inUtc(2003, 7, 5), pattern), text);
+    EXPECT_EQ(SDateTime::Parse(text, pattern, utc()), inUtc(2003, 7, 5));
+}
+
+TEST(SDateTimeLocale, WritesAndReadsItsNames)
+{
+    for (const auto& names :
+         {std::vector<const char*>{"de_DE.ISO-8859-1", "de_DE.CP1252", "German_Germany.1252"},
+          std::vector<const char*>{"ja_JP.UTF-8", "Japanese_Japan.932"},
+          std::vector<const char*>{"zh_TW.BIG5", "Chinese_Taiwan.950"},
+          std::vector<const char*>{"tr_TR.UTF-8", "Turkish_Turkey.1254"}}) {
+        const LocaleInForce locale(names);
+        if (!locale.found()) {
+            continue;
+        }
+        const char* const pattern = "dddd ddd d MMMM MMM yyyy g H";
+        for (int month = 1; month <= 12; ++month) {
+            const SDateTime moment = inUtc(2026, month, month, 13);
+            const std::string text = textOf(moment, pattern);
+            const std::string longMonth(SDateTimeString::GetLongMonth(month).view());
+            EXPECT_NE(text.find(" " + longMonth + " "), std::string::npos) << text;
+            EXPECT_EQ(SDateTime::Parse(text.c_str(), pattern, utc()), moment) << text;
+        }
     }
 }
 

@@ -43,7 +43,7 @@ public:
     /// Below 100.
     void putTwoDigits(int value) noexcept
     {
-        std::memcpy(m_room.data() + m_used, digitPairs.data() + 2 * value, 2);
+        std::memcpy(m_room.data() + m_used, &digitPairs[2 * static_cast<std::size_t>(value)], 2);
         m_used += 2;
     }
     void putUnpadded(int value) noexcept

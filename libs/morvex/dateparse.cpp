@@ -151,7 +151,7 @@ bool readYear(Scanner& text, Fields& fields, unsigned int run, bool numberFollow
     const std::size_t at = text.at();
     const bool isNegative = text.takeLiteral("-");
     std::optional<int> year = numberFollows ? text.takeNumber(4, 4) : text.takeNumber(1, 7);
-    if (year && *year == 0) {
+    if (year && *year < (numberFollows ? 1000 : 1)) {
         text.goBackTo(at);
         return false;
     }
