@@ -3,6 +3,7 @@
 /// @file
 /// The format of files that hold texts by number; it is told on `SResManager::AddFile`.
 
+#include "morvex/export.h"
 #include "morvex/sstring.h"
 
 #include <cstddef>
@@ -22,6 +23,6 @@ struct MessageFault
 };
 
 /// Reads all texts, up to the first fault. Throws std::bad_alloc.
-MessageFault readMessages(std::string_view bytes, MessageTexts& texts);
+MORVEX_EXPORT MessageFault readMessages(std::string_view bytes, MessageTexts& texts);
 
 } // namespace MorvexA106
