@@ -180,7 +180,10 @@ TEST(SDateCalendar, TakesWhatIsADayAndRefusesTheRestWithAnAssertion)
                            Row{32768, 1, 1, "32768-1-1"},
                            Row{5'000'000, 2, 100, "5000000-2-29"},
                            Row{-5'000'000, 2, 100, "-5000000-2-29"},
-                           Row{6'000'000, 1, 1, nullptr},
+                           Row{5'874'000, 12, 31, "5874000-12-31"},
+                           Row{5'875'000, 1, 1, nullptr},
+                           Row{-5'884'000, 1, 1, "-5884000-1-1"},
+                           Row{-5'885'000, 12, 31, nullptr},
                            Row{std::numeric_limits<int>::max(), 12, 31, nullptr},
                            Row{std::numeric_limits<int>::min(), 1, 1, nullptr}}) {
         const Recorder recorder;

@@ -49,7 +49,7 @@ public:
     constexpr SDate() noexcept = default;
 
     /// Fields that name no day are reported as an assertion and give an invalid date. A number of any size is taken
-    /// as it is and never cut to a smaller type; years from -5877000 to 5877000 can be held.
+    /// as it is and never cut to a smaller type; years from -5884000 to 5874000 can be held.
     SDate(int year, int month, int day) { assign(year, month, day); }
 
     /// The same; the last number has no meaning.
