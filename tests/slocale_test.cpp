@@ -76,6 +76,11 @@ const Words englishWords = {"",    "",          "Sun", "Sunday",   "Mon", "Monda
 const std::vector<const char*> german1252 = {"de_DE.CP1252", "German_Germany.1252"};
 const std::vector<const char*> japanese932 = {"ja_JP.CP932", "Japanese_Japan.932"};
 
+bool otherLocalesAreThere()
+{
+    return LocaleInForce(german1252).found();
+}
+
 } // namespace
 
 TEST(SLocale, EnglishIsBuiltIn)
@@ -114,6 +119,9 @@ TEST(SLocale, UnknownNamesAreEnglish)
 
 TEST(SLocale, NamesOfAnotherLocaleComeInTheFormOfTheOneInForce)
 {
+    if (!otherLocalesAreThere()) {
+        GTEST_SKIP() << "there is no locale but the built-in ones";
+    }
     const SLocale german("de_DE.CP1252");
     ASSERT_TRUE(german.isKnown());
     const SLocale japanese("ja-JP");
@@ -132,6 +140,9 @@ TEST(SLocale, NamesOfAnotherLocaleComeInTheFormOfTheOneInForce)
 
 TEST(SLocale, SignsInNumbersAreTheLocales)
 {
+    if (!otherLocalesAreThere()) {
+        GTEST_SKIP() << "there is no locale but the built-in ones";
+    }
     const SLocale german("de_DE.CP1252");
     EXPECT_EQ(plain(german.GetDecimalSign()), ",");
     EXPECT_EQ(plain(german.GetGroupingSign()), ".");
@@ -142,6 +153,9 @@ TEST(SLocale, SignsInNumbersAreTheLocales)
 
 TEST(SLocale, WithoutANameIsTheLocaleInForceWhenItIsMade)
 {
+    if (!otherLocalesAreThere()) {
+        GTEST_SKIP() << "there is no locale but the built-in ones";
+    }
     std::optional<SLocale> kept;
     {
         const LocaleInForce inForce(german1252);
@@ -159,6 +173,9 @@ TEST(SLocale, WithoutANameIsTheLocaleInForceWhenItIsMade)
 
 TEST(SLocale, MarksThatBeginAlikeAreNotShortened)
 {
+    if (!otherLocalesAreThere()) {
+        GTEST_SKIP() << "there is no locale but the built-in ones";
+    }
     const LocaleInForce inForce(japanese932);
     ASSERT_TRUE(inForce.found());
     const std::string morning = "\x8C\xDF\x91\x4F";
@@ -173,6 +190,9 @@ TEST(SLocale, MarksThatBeginAlikeAreNotShortened)
 
 TEST(SDateTimeString, FollowsTheLocaleInForce)
 {
+    if (!otherLocalesAreThere()) {
+        GTEST_SKIP() << "there is no locale but the built-in ones";
+    }
     EXPECT_EQ(wordsOf(Current()), englishWords);
     const LocaleInForce inForce(german1252);
     ASSERT_TRUE(inForce.found());
@@ -192,6 +212,9 @@ TEST(SDateTimeString, TellsTheEra)
 
 TEST(SLocale, CanBeMadeAndAskedByManyThreads)
 {
+    if (!otherLocalesAreThere()) {
+        GTEST_SKIP() << "there is no locale but the built-in ones";
+    }
     std::vector<std::thread> threads;
     std::vector<int> wrong(4);
     const SLocale shared("ja-JP");
