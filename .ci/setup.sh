@@ -22,6 +22,7 @@ ci_needs=(
     "libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.tsan*.a"
     llvm:llvm-symbolizer
     gdb:gdb
+    tzdata:/usr/share/zoneinfo/Europe/Berlin
     clang-format:clang-format
     clang-tidy:clang-tidy
     g++-mingw-w64-x86-64-posix:x86_64-w64-mingw32-g++-posix
