@@ -8,6 +8,7 @@
 #include <langinfo.h>
 #include <locale.h>
 #include <memory>
+#include <mutex>
 #include <string_view>
 #include <type_traits>
 
@@ -114,6 +115,10 @@ std::u16string widened(const std::string& word)
 
 bool readWords(const char* name, LocaleWords& words)
 {
+    // One after the other: what the C library does to keep loaded locales from each other's threads can't be seen from
+    // outside, so that a tool which looks for races would report them.
+    static std::mutex loading;
+    const std::lock_guard guard(loading);
     const OwnedLocale locale(newlocale(LC_ALL_MASK, name, locale_t{}));
     if (!locale) {
         return false;
