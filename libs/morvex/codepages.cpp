@@ -227,13 +227,33 @@ bool beginsAscii(const Unit* source, const Unit* end) noexcept
     return (four & 0xFF80FF80FF80FF80u) == 0;
 }
 
+/// Moves both cursors over a run of ASCII; false where none begins that pays. The target has room for all of the source.
+bool takeAscii(const Byte*& source, const Byte* end, Unit*& target) noexcept
+{
+    const bool pays = beginsAscii(source, end);
+    if (pays) {
+        const auto stopped = UtfKernels::widenAscii(source, end, target, target + (end - source));
+        source = stopped.source;
+        target = stopped.target;
+    }
+    return pays;
+}
+
+bool takeAscii(const Unit*& source, const Unit* end, Byte*& target) noexcept
+{
+    const bool pays = beginsAscii(source, end);
+    if (pays) {
+        const auto stopped = UtfKernels::narrowAscii(source, end, target, target + (end - source));
+        source = stopped.source;
+        target = stopped.target;
+    }
+    return pays;
+}
+
 Unit* decode1252(const Byte* source, const Byte* end, Unit* target) noexcept
 {
     while (source != end) {
-        if (beginsAscii(source, end)) {
-            const auto stopped = UtfKernels::widenAscii(source, end, target, target + (end - source));
-            source = stopped.source;
-            target = stopped.target;
+        if (takeAscii(source, end, target)) {
             continue;
         }
         *target++ = decoding1252[*source++];
@@ -250,10 +270,7 @@ Unit pairOf(Byte lead, Byte trail) noexcept
 Unit* decode932(const Byte* source, const Byte* end, Unit* target) noexcept
 {
     while (source != end) {
-        if (beginsAscii(source, end)) {
-            const auto stopped = UtfKernels::widenAscii(source, end, target, target + (end - source));
-            source = stopped.source;
-            target = stopped.target;
+        if (takeAscii(source, end, target)) {
             continue;
         }
         const Byte first = *source++;
@@ -267,10 +284,7 @@ template <class Codes>
 Byte* encodeWith(const Codes& codes, const Unit* source, const Unit* end, Byte* target) noexcept
 {
     while (source != end) {
-        if (beginsAscii(source, end)) {
-            const auto stopped = UtfKernels::narrowAscii(source, end, target, target + (end - source));
-            source = stopped.source;
-            target = stopped.target;
+        if (takeAscii(source, end, target)) {
             continue;
         }
         const std::uint16_t code = codes[*source++];

@@ -1,7 +1,8 @@
 #include "morvex/messagefile.h"
 
 #include "morvex/sstringconv.h"
-#include "platform/utf16.h"
+#include "morvex/textbuilder.h"
+#include "morvex/utfkernels.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -23,64 +24,31 @@ std::string_view trimmed(std::string_view text) noexcept
     return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
-struct Utf8Row
+const unsigned char* asBytes(const char* text) noexcept
 {
-    unsigned char lastLead;
-    unsigned char size;
-    unsigned char lowest;
-    unsigned char highest;
-};
-
-/// By lead byte: the length, and the bounds of the second byte (Unicode 15, table 3-7). Zero is refused.
-constexpr Utf8Row utf8Rows[] = {
-    {0x00, 0, 0, 0},       {0x7F, 1, 0, 0},       {0xC1, 0, 0, 0},       {0xDF, 2, 0x80, 0xBF},
-    {0xE0, 3, 0xA0, 0xBF}, {0xEC, 3, 0x80, 0xBF}, {0xED, 3, 0x80, 0x9F}, {0xEF, 3, 0x80, 0xBF},
-    {0xF0, 4, 0x90, 0xBF}, {0xF3, 4, 0x80, 0xBF}, {0xF4, 4, 0x80, 0x8F}, {0xFF, 0, 0, 0},
-};
-
-/// Bytes of the character that the text begins with, 0 when they are none.
-std::size_t utf8Size(std::string_view text) noexcept
-{
-    const auto byteAt = [text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-    const Utf8Row& row = *std::ranges::lower_bound(utf8Rows, byteAt(0), {}, &Utf8Row::lastLead);
-    if (row.size < 2 || row.size > text.size()) {
-        return row.size == 1 ? 1 : 0;
-    }
-    bool isGood = byteAt(1) >= row.lowest && byteAt(1) <= row.highest;
-    for (std::size_t i = 2; i < row.size; ++i) {
-        isGood = isGood && (byteAt(i) & 0xC0) == 0x80;
-    }
-    return isGood ? row.size : 0;
+    return reinterpret_cast<const unsigned char*>(text);
 }
 
+/// Well-formed, and no zero in it.
 bool isUtf8(std::string_view text) noexcept
 {
-    while (!text.empty()) {
-        const std::size_t size = utf8Size(text);
-        if (size == 0) {
-            return false;
-        }
-        text.remove_prefix(size);
-    }
-    return true;
+    const unsigned char* const end = asBytes(text.data()) + text.size();
+    return text.find('\0') == std::string_view::npos &&
+           UtfKernels::countUtf8(asBytes(text.data()), end).stop == end;
 }
 
-/// The text must be UTF-8.
+/// Well-formed text, of which no byte becomes more than a unit.
 SQCAString unitsOf(std::string_view text)
 {
-    static constexpr unsigned char leadMasks[] = {0x7F, 0x1F, 0x0F, 0x07};
-    std::u16string units;
-    while (!text.empty()) {
-        const std::size_t size = utf8Size(text);
-        char32_t character = static_cast<unsigned char>(text[0]) & leadMasks[size - 1];
-        for (std::size_t i = 1; i < size; ++i) {
-            character = character << 6 | (static_cast<unsigned char>(text[i]) & 0x3Fu);
-        }
-        unsigned short pair[2];
-        units.append(pair, Platform::putUnits(character, pair));
-        text.remove_prefix(size);
+    if (text.empty()) {
+        return {};
     }
-    return SQCAString(std::u16string_view(units));
+    const unsigned char* const begin = asBytes(text.data());
+    TextBuilder<unsigned short, 1> builder(text.size());
+    unsigned short* const units = builder.extend(text.size());
+    const auto done = UtfKernels::utf8ToUtf16(begin, begin + text.size(), units, units + text.size());
+    builder.cutTo(static_cast<std::size_t>(done.target - units));
+    return SQCAString(builder.take());
 }
 
 bool readNumber(std::string_view text, unsigned long& number)

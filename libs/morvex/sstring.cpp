@@ -344,6 +344,7 @@ bool SString_t<T, M>::copyFrom(const other_unit* text)
 MORVEX_CONVERSIONS(char, 0);
 MORVEX_CONVERSIONS(char, 1);
 MORVEX_CONVERSIONS(unsigned short, 1);
+#undef MORVEX_CONVERSIONS
 
 // --- the 7-bit class
 

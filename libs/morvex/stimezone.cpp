@@ -1,10 +1,10 @@
 #include "morvex/stimezone.h"
 
-#include "checks.h"
+#include "morvex/checks.h"
 #include "morvex/sdate.h"
 #include "morvex/sdatetime.h"
-#include "zonerules.h"
-#include "zonesources.h"
+#include "morvex/zonerules.h"
+#include "morvex/zonesources.h"
 
 #include <atomic>
 #include <cstdint>

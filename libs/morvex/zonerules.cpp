@@ -1,4 +1,4 @@
-#include "zonerules.h"
+#include "morvex/zonerules.h"
 
 #include "morvex/sstringconv.h"
 #include "morvex/sstrtok.h"

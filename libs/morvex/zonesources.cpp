@@ -1,9 +1,9 @@
-#include "zonesources.h"
+#include "morvex/zonesources.h"
 
 #include "morvex/sdate.h"
+#include "platform/calendarclock.h"
 
 #include <algorithm>
-#include <chrono>
 #include <limits>
 #include <optional>
 #include <string>
@@ -397,11 +397,6 @@ std::optional<Change> changeOf(const Platform::ZoneChange& change) noexcept
 
 } // namespace
 
-std::int64_t secondsNow() noexcept
-{
-    return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-}
-
 ZoneRules fromPosix(std::string_view text, std::int64_t now)
 {
     ZoneRules rules{Fields(), nullptr};
@@ -480,7 +475,7 @@ struct MachineReader
 
 ZoneRules fromMachine()
 {
-    return std::visit(MachineReader{secondsNow()}, Platform::machineZone());
+    return std::visit(MachineReader{Platform::utcMilliseconds() / 1000}, Platform::machineZone());
 }
 
 } // namespace MorvexA106::ZoneSources

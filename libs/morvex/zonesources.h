@@ -4,17 +4,14 @@
 /// Zones as others write them down: the rules of POSIX, compiled zone files, and the settings of a machine.
 
 #include "morvex/export.h"
+#include "morvex/zonerules.h"
 #include "platform/machinezone.h"
-#include "zonerules.h"
 
 #include <cstdint>
 #include <string_view>
 
 namespace MorvexA106::ZoneSources
 {
-
-/// Seconds since 1970 of the system's clock.
-MORVEX_EXPORT std::int64_t secondsNow() noexcept;
 
 /// A rule of POSIX (IEEE 1003.1, chapter 8.3, with the hours of RFC 8536, chapter 3.3.1). The year of `now` is the one
 /// that a change on a fixed date is taken from.
