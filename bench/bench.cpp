@@ -1,6 +1,7 @@
 #include "bench.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 
@@ -51,8 +52,10 @@ std::string figure(double nanoseconds)
     char text[32];
     if (nanoseconds < 10000) {
         std::snprintf(text, sizeof text, nanoseconds < 100 ? "%.2f ns" : "%.0f ns", nanoseconds);
-    } else {
+    } else if (nanoseconds < 10000000) {
         std::snprintf(text, sizeof text, "%.1f us", nanoseconds / 1000);
+    } else {
+        std::snprintf(text, sizeof text, "%.1f ms", nanoseconds / 1000000);
     }
     return text;
 }
@@ -101,7 +104,7 @@ void Row::target(double factor, std::vector<std::string> names)
     m_targetNames = std::move(names);
 }
 
-Row& Row::measure()
+std::vector<std::vector<double>> Row::timesOfProcessor()
 {
     std::vector<std::size_t> repeats;
     for (const Contender& each : m_contenders) {
@@ -113,6 +116,27 @@ Row& Row::measure()
             times[i].push_back(secondsOf(m_contenders[i], repeats[i]) / static_cast<double>(repeats[i]));
         }
     }
+    return times;
+}
+
+std::vector<std::vector<double>> Row::timesOnTheWall()
+{
+    using Clock = std::chrono::steady_clock;
+    std::vector<std::vector<double>> times(m_contenders.size());
+    for (int round = 0; round < m_wallRounds; ++round) {
+        for (std::size_t i = 0; i < m_contenders.size(); ++i) {
+            m_prepare();
+            const Clock::time_point begin = Clock::now();
+            m_contenders[i].run(1);
+            times[i].push_back(std::chrono::duration<double>(Clock::now() - begin).count());
+        }
+    }
+    return times;
+}
+
+Row& Row::measure()
+{
+    std::vector<std::vector<double>> times = m_wallRounds != 0 ? timesOnTheWall() : timesOfProcessor();
     for (std::size_t i = 0; i < m_contenders.size(); ++i) {
         m_contenders[i].nanoseconds = medianOf(times[i]) * 1e9 / static_cast<double>(m_pieces);
     }

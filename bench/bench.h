@@ -109,6 +109,15 @@ public:
     /// One run of an operation does this many pieces of work, and the figures are for one.
     void per(std::size_t pieces) { m_pieces = pieces; }
 
+    /// For work that takes long, or waits for disks and for other processes: one run a round, measured by the clock
+    /// on the wall, each after a preparation that isn't measured.
+    void onTheWall(
+        int rounds, std::function<void()> prepare = [] {})
+    {
+        m_wallRounds = rounds;
+        m_prepare = std::move(prepare);
+    }
+
     const std::string& name() const noexcept { return m_name; }
 
     Row& measure();
@@ -128,6 +137,10 @@ private:
                                 }});
     }
 
+    /// Seconds of one run, a contender and a round each.
+    std::vector<std::vector<double>> timesOfProcessor();
+    std::vector<std::vector<double>> timesOnTheWall();
+
     const Contender* bestOf(Contender::Role role) const;
     const Contender* bestOf(const std::vector<std::string>& names) const;
     std::optional<double> targetFigure() const;
@@ -140,6 +153,8 @@ private:
     std::vector<std::string> m_targetNames;
     std::optional<double> m_targetNanoseconds;
     std::size_t m_pieces = 1;
+    int m_wallRounds = 0; ///< 0: measured in the processor's time
+    std::function<void()> m_prepare;
 };
 
 void printHeading();
