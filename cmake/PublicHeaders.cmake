@@ -48,6 +48,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/terminatingthread.h
   morvex/types.h
   morvex/utfconverter.h
+  morvex/variant.h
 )
 
 set(ETC_PUBLIC_HEADERS

@@ -797,6 +797,32 @@ TEST(SDateTimeConversion, ReadsAndWritesSystemTimeByItsLayout)
     EXPECT_EQ(fields, before);
 }
 
+TEST(SDateTimeConversion, WritesTheDateOfAVariantAsItStands)
+{
+    // On Windows the name is that of the system, whose layout this is.
+    const auto textOf = [](const SVariant& variant) {
+        return std::string(sicVariantDateToSString(reinterpret_cast<const VARIANT&>(variant)).view());
+    };
+    double date = -1.25;
+    SVariant variant{};
+    variant.vt = SVariant::VT_DATE;
+    variant.date = date;
+    EXPECT_EQ(textOf(variant), "1899-12-29 06:00:00");
+    variant.vt = SVariant::VT_DATE | SVariant::VT_BYREF;
+    variant.pdate = &date;
+    EXPECT_EQ(textOf(variant), "1899-12-29 06:00:00");
+
+    const Recorder recorder;
+    variant.pdate = nullptr;
+    EXPECT_EQ(textOf(variant), "");
+    variant.vt = SVariant::VT_EMPTY;
+    EXPECT_EQ(textOf(variant), "");
+    variant.vt = SVariant::VT_DATE;
+    variant.date = 2958466.0;
+    EXPECT_EQ(textOf(variant), "");
+    EXPECT_EQ(recorder.count("(0 : Input SDateTime value is NULL or not valid)"), 3);
+}
+
 TEST(SDateTimeClock, TellsTheSystemsTime)
 {
     const auto before = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());

@@ -45,3 +45,4 @@
 #include "morvex/systemtime.h"
 #include "morvex/types.h"
 #include "morvex/utfconverter.h"
+#include "morvex/variant.h"

@@ -9,6 +9,7 @@
 #include "morvex/export.h"
 #include "morvex/sdatetime.h"
 #include "morvex/sstring.h"
+#include "morvex/variant.h"
 
 #include <ctime>
 
@@ -64,5 +65,10 @@ MORVEX_EXPORT double sicSDateTimeToDATE(const SDateTime& moment);
 /// A date of the zone as "yyyy-MM-dd HH:mm:ss" in UTC; of an invalid one the literal text is left.
 MORVEX_EXPORT SAnsiString sicDATEToUTCString(double date, const STimeZone& zone);
 MORVEX_EXPORT SAnsiString sicDATEToUTCString(double date);
+
+/// The fields of a variant's date as they stand in it, whatever zone they are of, as "yyyy-MM-dd HH:mm:ss". Taken is
+/// `VT_DATE`, with its value in the variant or, with `VT_BYREF`, where that points. Everything else, null
+/// and a date out of range too, is reported as an assertion and gives an empty text.
+MORVEX_EXPORT SAnsiString sicVariantDateToSString(const VARIANT& variant);
 
 } // namespace MorvexA106

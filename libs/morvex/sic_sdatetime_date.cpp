@@ -4,7 +4,9 @@
 #include "morvex/stimezone.h"
 
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <optional>
 
 namespace MorvexA106
 {
@@ -27,7 +29,7 @@ bool isInRange(double date) noexcept
 }
 
 /// The wall clock's moment as if in UTC. The fraction counts forwards from the midnight of its day on both sides of 0.
-SDateTime wallClockOf(double date)
+SDateTime carriedOut(double date)
 {
     const double days = std::trunc(date);
     const double fraction = std::fabs(date - days) + halfMillisecond;
@@ -36,14 +38,32 @@ SDateTime wallClockOf(double date)
     return SDateTime::FromUTC(day, STime::FromMilliseconds(0)) + STimeSpan(milliseconds);
 }
 
+/// The same of a date that a caller gave; invalid with an assertion where it is none.
+SDateTime wallClockOf(double date)
+{
+    const SDateTime wallClock = isInRange(date) ? carriedOut(date) : SDateTime();
+    const bool usable = wallClock.IsValid() && wallClock.GetUTCDate().GetDayNumber() <= firstDay + latest;
+    MORVEX_CHECK_INPUT(usable);
+    return usable ? wallClock : SDateTime();
+}
+
+std::optional<double> dateIn(const SVariant& variant) noexcept
+{
+    if (variant.vt == SVariant::VT_DATE) {
+        return variant.date;
+    }
+    if (variant.vt == (SVariant::VT_DATE | SVariant::VT_BYREF) && variant.pdate != nullptr) {
+        return *variant.pdate;
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 SDateTime sicDATEToSDateTime(double date, const STimeZone& zone)
 {
-    const SDateTime wallClock = isInRange(date) ? wallClockOf(date) : SDateTime();
-    const bool usable = wallClock.IsValid() && wallClock.GetUTCDate().GetDayNumber() <= firstDay + latest;
-    MORVEX_CHECK_INPUT(usable);
-    if (!usable) {
+    const SDateTime wallClock = wallClockOf(date);
+    if (!wallClock.IsValid()) {
         return {};
     }
     int year = 0;
@@ -90,6 +110,17 @@ SAnsiString sicDATEToUTCString(double date, const STimeZone& zone)
 SAnsiString sicDATEToUTCString(double date)
 {
     return sicDATEToUTCString(date, STimeZone::TZ_Local());
+}
+
+SAnsiString sicVariantDateToSString(const VARIANT& variant)
+{
+    // On Windows the system's structure is known here by its published layout alone, and so it is copied, not read.
+    SVariant copied{};
+    std::memcpy(&copied, static_cast<const void*>(&variant), sizeof(copied));
+    const std::optional<double> date = dateIn(copied);
+    MORVEX_CHECK_INPUT(date.has_value());
+    const SDateTime wallClock = date ? wallClockOf(*date) : SDateTime();
+    return wallClock.IsValid() ? wallClock.Format("yyyy-MM-dd HH:mm:ss", STimeZone::TZ_UTC()) : SAnsiString();
 }
 
 } // namespace MorvexA106
