@@ -76,6 +76,9 @@ TEST(SFile, RefusesEveryOperationWhileItIsClosed)
         {"size", Codes::SeekFailed, [](SFile& file) { file.size(); }},
         {"sizeEx", Codes::SeekFailed, [](SFile& file) { file.sizeEx(); }},
         {"eof", Codes::SeekFailed, [](SFile& file) { file.eof(); }},
+        {"readString", Codes::ReadFailed, [](SFile& file) { file.readString(); }},
+        {"readLine", Codes::ReadFailed, [](SFile& file) { file.readLine(); }},
+        {"writeString", Codes::WriteFailed, [](SFile& file) { static_cast<void>(file.writeString("a")); }},
     };
     const Scratch scratch;
     putFile(scratch / "a", "content");
@@ -300,6 +303,9 @@ TEST(SFile, FlushAsksTheDiskOnlyForWhatWasOpenedForWriting)
     putFile(scratch / "a", "text");
     SFile never;
     EXPECT_NO_THROW(never.flush());
+    never.open(scratch.path("a"), SFile::writeOnly, SFile::defaultPermissions, SFile::denyNothing);
+    never.close();
+    EXPECT_NO_THROW(never.flush());
     for (const int flags : {int{SFile::readOnly}, int{SFile::writeOnly}, int{SFile::readAndWrite}}) {
         BentFile file;
         openAs(file, scratch.path("a"), flags);
@@ -349,20 +355,25 @@ TEST(SFile, ReopensAfterCloseAndTakesItsPathAnew)
     EXPECT_EQ(file.getFilename().view(), scratch / "b");
 }
 
-TEST(SFile, OpeningAnOpenObjectLosesTheEarlierDescriptor)
+TEST(SFile, OpeningAnOpenObjectClosesTheEarlierDescriptor)
 {
     const Scratch scratch;
     putFile(scratch / "a", "first");
     putFile(scratch / "b", "second");
-    {
-        SFile file;
-        openAs(file, scratch.path("a"), SFile::readOnly, SFile::denyReadAndWrite);
-        openAs(file, scratch.path("b"), SFile::readOnly);
-        EXPECT_EQ(readText(file, 10), "second");
-    }
+    SFile file;
+    openAs(file, scratch.path("a"), SFile::readOnly, SFile::denyReadAndWrite);
+    const int descriptor = file.getFd();
+    openAs(file, scratch.path("a"), SFile::readOnly, SFile::denyReadAndWrite); // is not in its own way
+    openAs(file, scratch.path("b"), SFile::readOnly);
+    EXPECT_EQ(file.getFd(), descriptor) << "the number is free again";
+    EXPECT_EQ(readText(file, 10), "second");
     SFile other;
-    EXPECT_EQ(thrownBy([&] { openAs(other, scratch.path("a"), SFile::readOnly); }).getErrno(), 13)
-        << "it is still open";
+    EXPECT_NO_THROW(openAs(other, scratch.path("a"), SFile::readOnly));
+
+    EXPECT_THROW(file.open(-1, 0, 0), SFileException);
+    EXPECT_FALSE(file.isOpened());
+    EXPECT_EQ(file.getFd(), -1);
+    EXPECT_NO_THROW(openAs(other, scratch.path("b"), SFile::writeOnly, SFile::denyReadAndWrite));
 }
 
 // Whoever has the file and whoever comes see each other's access and sharing, and it doesn't matter who was first.

@@ -8,26 +8,38 @@
 #include "morvex/sstring.h"
 #include "morvex/types.h"
 
+#include <memory>
+
 namespace MorvexA106
 {
 
-/// A file on disk, read and written in bytes. Every failure is thrown as `SFileException`.
+/// A file on disk, read and written in bytes, and in lines of text. Every failure is thrown as `SFileException`.
 ///
 ///     SFile file("report.txt");
 ///     file.open(SFile::writeOnly | SFile::create | SFile::truncate, SFile::defaultPermissions,
 ///               SFile::denyWrite);
-///     file.write("done\n", 5);
+///     file.writeString("done\n");
 ///     file.flush();
-///     file.close();
+///     file.open(SFile::readOnly, SFile::defaultPermissions, SFile::denyNothing);
+///     while (!file.eof()) {
+///         process(file.readLine());
+///     }
 ///
-/// | state  | `open`                                       | `close`    | read, write, seek      |
-/// |--------|----------------------------------------------|------------|------------------------|
-/// | closed | open; after a failure closed                 | nothing    | throw, detail `NotOpen` |
-/// | open   | the earlier descriptor is lost, never closed | closed     | work                   |
+/// | state  | `open`                                    | `close` | `flush`             | all other operations    |
+/// |--------|-------------------------------------------|---------|---------------------|-------------------------|
+/// | closed | open; after a failure closed              | nothing | nothing             | throw, detail `NotOpen` |
+/// | open   | closes first; after a failure closed      | closed  | what was written    | work                    |
 ///
 /// The object owns its descriptor and closes it when it ends. One object belongs to one thread at a time: there
 /// is no lock, and `size`, `sizeEx` and `eof` move the position and bring it back, although the first two are
-/// const. Nothing is buffered here: each call is a call of the system.
+/// const.
+///
+/// Nothing is buffered, and each call is a call of the system, but for `readLine`, which keeps a block of the file
+/// that it has read ahead. Nobody sees that from the object: every other operation works as if only the bytes of
+/// the lines had been read, and puts the descriptor's position there where that counts. What can be seen: what
+/// others do to bytes that are in the block comes too late for `readLine` and `eof`, be it a change or that the file is
+/// cut (`size` and `sizeEx` notice that); and who shares the descriptor, a process forked off or a duplicate, finds
+/// its position ahead, until `getFd`, `flush` or `close` is called.
 ///
 /// POSIX: a call that a signal interrupts is taken up again. A write past the process's limit of file size is
 /// reported as an error only where the program ignores SIGXFSZ, which otherwise ends it.
@@ -133,9 +145,8 @@ public:
     /// Opens the file at the kept path, in binary.
     ///
     /// Throws code `OpenFailed`: with detail `Other` and error number 0 when `flags` is -1, before the system
-    /// is asked; else with the runtime's number. The object is closed after any failure and its descriptor
-    /// reads as -1. An object that is open already loses its earlier descriptor, which stays open until the
-    /// process ends: close first.
+    /// is asked; else with the runtime's number. An object that is open already is closed first, and the file
+    /// that it had is no obstacle. The object is closed after any failure and its descriptor reads as -1.
     void open(int flags, int permissions, int sharing);
 
     /// Keeps the path, failure or not, and opens.
@@ -150,7 +161,8 @@ public:
     /// Replaces the path for the next `open`; an open descriptor stays as it is.
     void setFilePath(const SAnsiString& path) noexcept { m_filename = path; }
 
-    int getFd() const noexcept { return m_fd; }
+    /// Its position is where the object's is. Whoever moves it, by the number, does so between two operations.
+    int getFd() const noexcept;
     bool isOpened() const noexcept { return m_opened; }
 
     /// Reads at most `n` bytes and returns their count, which may be short; 0 at the end of the file. Throws
@@ -162,7 +174,7 @@ public:
     [[nodiscard]] int write(const void* bytes, unsigned n);
 
     /// Returns when what was written has reached the disk. Does nothing on a file that was opened for reading.
-    /// The object need not be open: a closed one is not checked. Throws code `FlushFailed`.
+    /// Does nothing on a closed object either. Throws code `FlushFailed`.
     void flush();
 
     /// Moves the position and returns the new one, counted in bytes from the beginning, as a signed 32-bit
@@ -188,6 +200,34 @@ public:
     /// position, such as a pipe.
     bool eof();
 
+    /// @name Text
+    /// In the file it is UTF-8, in the program the current locale's: `MBCSCodesetConverter` tells what becomes of
+    /// characters that one side doesn't have. A zero byte ends the text of a line or file, though not the reading.
+    ///
+    /// Reading needs a size and a position. On what has no position, such as a pipe, it throws code `SeekFailed`;
+    /// what says that it has no bytes, as the files of /proc do, reads as empty. So does a position past the end.
+    /// Else it throws code `ReadFailed`: with error number 0 and detail `OutOfMemory` where there is no memory for
+    /// the bytes, and `std::bad_alloc` where there is none for the text.
+    /// @{
+
+    /// The rest of the file. A file that is cut short while it is being read is a failure, with error number 0.
+    /// Takes memory for the bytes and the text.
+    SAnsiString readString();
+
+    /// Up to the next "\n", which is read too and is no part of the result, or to the end. Every "\r" is dropped,
+    /// wherever it stands. The end is where the file ended when the call began. A line that grows at the end of the
+    /// file is thus returned in the parts in which it was found. Empty at the end of the file: `eof` tells it from
+    /// an empty line.
+    ///
+    /// Costs no call of the system as long as lines come from the block that was read ahead, of 64 KiB; other
+    /// operations but `eof`, `size`, `sizeEx`, `getPosition` and `getPositionEx` give the block up.
+    SAnsiString readLine();
+
+    /// Writes the text, up to a zero byte in it, and returns the count of UTF-8 bytes written, which may be short, as
+    /// with `write`. Empty text asks nothing of the file, be it open or not. Throws code `WriteFailed`.
+    [[nodiscard]] int writeString(const SAnsiString& text);
+    /// @}
+
 protected:
     SAnsiString m_filename;
 
@@ -197,10 +237,37 @@ protected:
     bool m_opened = false;
 
 private:
+    class Line;
+    struct Extent
+    {
+        __int64 position;
+        __int64 end;
+    };
+
     void requireOpen(SFileException::ErrorCodes code) const;
     [[noreturn]] void fail(SFileException::ErrorCodes code, int errorNumber) const;
+    [[noreturn]] void failToReadText(SFileException::DetailCodes detail, const SAnsiString& reason) const;
+
+    __int64 moveDescriptor(int whence, __int64 offset) const;
     __int64 move(int whence, __int64 offset) const;
-    __int64 measure() const;
+    Extent measure() const;
+    bool isAtEnd() const;
+
+    unsigned readText(char* bytes, __int64 n);
+    bool isAtEndOfText() const;
+    void readWhole(char* bytes, __int64 n);
+
+    unsigned unread() const noexcept { return m_aheadEnd - m_aheadNext; }
+    int putBackPosition() const noexcept;
+    void leaveReadAhead(SFileException::ErrorCodes code) const;
+    void readAhead();
+    void collect(Line& line);
+
+    // What readLine has read ahead and not yet returned stands between the two offsets; the descriptor's position
+    // is at the second.
+    mutable std::unique_ptr<char[]> m_ahead;
+    mutable unsigned m_aheadNext = 0;
+    mutable unsigned m_aheadEnd = 0;
 };
 
 } // namespace MorvexA106

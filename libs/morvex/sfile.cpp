@@ -39,8 +39,8 @@ SFile::~SFile()
 
 void SFile::open(int flags, int permissions, int sharing)
 {
+    close();
     m_fd = -1;
-    m_opened = false;
     if (flags == -1) {
         throw SFileException(SFileException::OpenFailed, 0, m_filename, SFileException::Other,
                              "No file access mode provided.", SAnsiString());
@@ -64,14 +64,24 @@ void SFile::open(const SAnsiString& path, int flags, int permissions, int sharin
 void SFile::close() noexcept
 {
     if (m_opened) {
+        static_cast<void>(putBackPosition()); // for others who share the descriptor
+        m_ahead.reset();
+        m_aheadNext = m_aheadEnd = 0;
         Platform::closeFile(m_fd);
         m_opened = false;
     }
 }
 
+int SFile::getFd() const noexcept
+{
+    static_cast<void>(putBackPosition());
+    return m_fd;
+}
+
 int SFile::read(void* bytes, unsigned n)
 {
     requireOpen(SFileException::ReadFailed);
+    leaveReadAhead(SFileException::ReadFailed);
     const auto count = Platform::readFile(m_fd, bytes, n);
     if (count.failed()) {
         fail(SFileException::ReadFailed, count.error);
@@ -82,6 +92,7 @@ int SFile::read(void* bytes, unsigned n)
 int SFile::write(const void* bytes, unsigned n)
 {
     requireOpen(SFileException::WriteFailed);
+    leaveReadAhead(SFileException::WriteFailed);
     const auto count = Platform::writeFile(m_fd, bytes, n);
     if (count.failed()) {
         fail(SFileException::WriteFailed, count.error);
@@ -91,7 +102,8 @@ int SFile::write(const void* bytes, unsigned n)
 
 void SFile::flush()
 {
-    if ((m_mode & Platform::FileWord::accessMask) == readOnly) {
+    static_cast<void>(putBackPosition());
+    if (!m_opened || (m_mode & Platform::FileWord::accessMask) == readOnly) {
         return;
     }
     const auto flushed = Platform::commitFile(m_fd);
@@ -111,15 +123,14 @@ long SFile::size() const
 {
     requireOpen(SFileException::SeekFailed);
     MORVEX_CHECK(m_fd != -1, "m_fd != -1");
-    return shortForm(measure());
+    return shortForm(measure().end);
 }
 
 bool SFile::eof()
 {
-    const __int64 position = seekEx(seekCurrent, 0);
-    const __int64 end = seekEx(seekEnd, 0);
-    seekEx(seekBegin, position);
-    return position >= end;
+    requireOpen(SFileException::SeekFailed);
+    MORVEX_CHECK(m_fd != -1, "m_fd != -1");
+    return isAtEnd();
 }
 
 void SFile::requireOpen(SFileException::ErrorCodes code) const
@@ -136,7 +147,30 @@ void SFile::fail(SFileException::ErrorCodes code, int errorNumber) const
                          reasonOf(errorNumber), SAnsiString());
 }
 
-__int64 SFile::move(int whence, __int64 offset) const
+/// The descriptor goes where reading byte by byte would have left it. Returns the `errno` of a failure, after which
+/// all is as it was.
+int SFile::putBackPosition() const noexcept
+{
+    if (unread() == 0) {
+        return 0;
+    }
+    const auto moved = Platform::seekFile(m_fd, -static_cast<__int64>(unread()), seekCurrent);
+    if (!moved.failed()) {
+        m_aheadNext = m_aheadEnd = 0;
+    }
+    return moved.error;
+}
+
+void SFile::leaveReadAhead(SFileException::ErrorCodes code) const
+{
+    const int error = putBackPosition();
+    if (error != 0) {
+        fail(code, error);
+    }
+    m_aheadNext = m_aheadEnd = 0;
+}
+
+__int64 SFile::moveDescriptor(int whence, __int64 offset) const
 {
     const auto position = Platform::seekFile(m_fd, offset, whence);
     if (position.failed()) {
@@ -145,13 +179,36 @@ __int64 SFile::move(int whence, __int64 offset) const
     return position.value;
 }
 
-/// In 64 bits for both widths: a position that was cut to 32 could not be restored.
-__int64 SFile::measure() const
+/// Asking for the position leaves the block as it is.
+__int64 SFile::move(int whence, __int64 offset) const
 {
-    const __int64 position = move(seekCurrent, 0);
-    const __int64 end = move(seekEnd, 0);
-    move(seekBegin, position);
-    return end;
+    if (whence == seekCurrent && offset == 0) {
+        return moveDescriptor(seekCurrent, 0) - unread();
+    }
+    leaveReadAhead(SFileException::SeekFailed);
+    return moveDescriptor(whence, offset);
+}
+
+/// In 64 bits for both widths: a position that was cut to 32 could not be restored.
+SFile::Extent SFile::measure() const
+{
+    const __int64 reached = moveDescriptor(seekCurrent, 0);
+    const __int64 end = moveDescriptor(seekEnd, 0);
+    moveDescriptor(seekBegin, reached);
+    const __int64 position = reached - unread();
+    if (end < reached) {
+        leaveReadAhead(SFileException::SeekFailed); // the file was cut, and what was read ahead is gone
+    }
+    return {position, end};
+}
+
+bool SFile::isAtEnd() const
+{
+    if (unread() != 0) {
+        return false;
+    }
+    const Extent extent = measure();
+    return extent.position >= extent.end;
 }
 
 } // namespace MorvexA106

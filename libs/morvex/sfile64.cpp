@@ -15,7 +15,7 @@ __int64 SFile::sizeEx() const
 {
     requireOpen(SFileException::SeekFailed);
     MORVEX_CHECK(m_fd != -1, "m_fd != -1");
-    return measure();
+    return measure().end;
 }
 
 } // namespace MorvexA106
