@@ -2,6 +2,7 @@
 
 set(MORVEX_PUBLIC_HEADERS
   morvex/codesetconverter.h
+  morvex/csiprocess.h
   morvex/export.h
   morvex/mbcscodesetconverter.h
   morvex/morvex.h

@@ -4,6 +4,7 @@
 /// Includes every public header of the library.
 
 #include "morvex/codesetconverter.h"
+#include "morvex/csiprocess.h"
 #include "morvex/mbcscodesetconverter.h"
 #include "morvex/paramlineargs.h"
 #include "morvex/refcount.h"
