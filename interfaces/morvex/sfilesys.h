@@ -1,9 +1,11 @@
 #pragma once
 
 /// @file
-/// Operations on paths: tests, folders, removing, sizes, listing, moving and the current folder.
+/// Operations on paths: tests, folders, unique names, removing, sizes, listing, times, moving, permissions and the
+/// current folder.
 
 #include "morvex/export.h"
+#include "morvex/sdatetime.h"
 #include "morvex/sfilesysexception.h"
 #include "morvex/siarray.h"
 #include "morvex/sstring.h"
@@ -41,8 +43,8 @@ struct FileProp
 /// their path does not exist. Between such a test and the act another process may change what the path
 /// names; the act then fails with its own code.
 ///
-/// Paths are multibyte text of the current locale, and are handed to the system as they stand. Nothing here
-/// keeps state: every operation may be called on any thread, but all threads share one current folder.
+/// Paths are multibyte text of the current locale, and are handed to the system as they stand. Every operation may
+/// be called on any thread, but all threads share one current folder.
 ///
 /// POSIX: the separator is `/`. Links are followed, except by `remove` and `renameFile`, which act on the link
 /// itself. Windows: the separator is the backslash, and `/` is understood.
@@ -90,9 +92,60 @@ public:
     /// `makeDirectory`.
     static void makeDirectories(const SAnsiString& path, int permissions);
 
+    /// The path of a file that is not there yet: in the folder, with the prefix, then in hexadecimal digits the
+    /// number of the process, the time and a count, all in lower case by the current locale, and the extension.
+    /// The prefix may be any bytes. An empty folder is the current one. Two calls never return the same path, on
+    /// whatever threads of a process; calls of two processes don't where the system gives them different
+    /// numbers.
+    ///
+    /// With `create` the file is there on return, empty, and it was this call that made it: nobody else gets it,
+    /// not even a process with the same number elsewhere on the network. The folders that lead to it are made
+    /// too. Without, nothing is created, nothing reserves the name, and it may be taken by the time it is
+    /// used.
+    ///
+    /// `SFile::defaultPermissions` gives file and folders to the owner alone, with all rights: on POSIX 0700, so
+    /// that the file may be executed. With others the file gets them as they stand; a folder also gets the right
+    /// to enter for whoever may read. POSIX: the process's file mode mask applies to both.
+    ///
+    /// Throws `UniqueNameFailed`: with `InvalidArgument` when the folder is a file, else by what the system says to
+    /// the name; and as `makeDirectories`. Folders that were made stay.
+    static SAnsiString getUniqueFilename(const SAnsiString& dir, const SAnsiString& prefix,
+                                         const SAnsiString& extension, bool create, int permissions);
+
+    /// The same for a folder, without extension. The path has no separator at its end.
+    static SAnsiString getUniqueDirname(const SAnsiString& dir, const SAnsiString& prefix, bool create,
+                                        int permissions);
+
+    /// Makes an empty file with a unique name in the folder for temporary files. It is the caller's, who removes
+    /// it. Throws as `getUniqueFilename` and `getTempDirname`.
+    static SAnsiString getTempFilename(const SAnsiString& prefix);
+
+    /// The folder for temporary files, with a separator at its end. It need not exist. A path of 256 bytes and more is
+    /// reported as an assertion, and returned whole.
+    ///
+    /// POSIX: `TMPDIR` as it stands, be it relative, else `/tmp`; also where the program has more rights than who
+    /// started it. Windows: as the system tells. Throws `UniqueNameFailed` with `NoTempFolder` when it doesn't.
+    static SAnsiString getTempDirname();
+
     /// Removes a file, or a folder that is empty. What is not there counts as removed. A link is removed
     /// itself, whatever it points to. Throws `RemoveFailed`.
     static void remove(const SAnsiString& path);
+
+    /// Removes the entries of a folder that match the pattern (see `SSFileSearch`), and stores how many bytes those had
+    /// that it removed itself, modulo 4 GiB. Sub-folders stay, with all that is in them. Entries that are
+    /// gone before their turn don't count; one that can't be removed is traced and left out, and the others are
+    /// still removed. Nothing when the folder doesn't exist.
+    ///
+    /// Throws `RemoveTreeFailed`: with `InvalidArgument` when it is no folder, and when it can't be read to its
+    /// end; the sum is then 0, though something may be gone.
+    ///
+    /// POSIX: links that match are removed themselves, be it that they point to a folder, and count nothing. A
+    /// folder that is told by a link is emptied. A file with further names counts in full. Windows: a file that two
+    /// remove at the same moment may count for both.
+    static void removeContent(const SAnsiString& dir, const SAnsiString& pattern, unsigned long& bytes);
+
+    /// The same with the sum in full.
+    static void removeContentEx(const SAnsiString& dir, const SAnsiString& pattern, __int64& bytes);
 
     /// Bytes of a file modulo 4 GiB; 0 for a folder. Throws missing, and `GetAttributesFailed`.
     static unsigned long size(const SAnsiString& path);
@@ -107,6 +160,18 @@ public:
     ///
     /// POSIX: a link counts as what it points to, and as itself when it leads nowhere.
     static void listing(const SAnsiString& folder, const SAnsiString& pattern, SIArray<FileProp>& rows);
+
+    /// When the content of a file or folder last changed, to the millisecond at or before it. Times before 1970 and
+    /// after 2038 are told as well. Throws missing, and `GetAttributesFailed`.
+    static SDateTime getLastModifiedTime(const SAnsiString& path);
+
+    /// Sets it, to the millisecond, and leaves the time of the last access alone. A folder is reported as an assertion
+    /// and left alone. Throws missing, and `SetAttributesFailed`, with the reason `InvalidArgument` for an
+    /// invalid moment.
+    ///
+    /// POSIX: a time that the file system can't keep becomes the nearest one that it can; only the owner may set
+    /// one. Windows: a time before 1601 is a failure, and so is a file that is open anywhere or may not be written.
+    static void setLastModifiedTime(const SAnsiString& path, const SDateTime& time);
 
     /// Gives a file another name in one step, in place of what has that name, and returns when the change has
     /// reached the disk. It does not move a file to another disk. A folder is reported as an assertion and
@@ -129,6 +194,33 @@ public:
     /// and then takes its place, so the target's folder must be writable; other names of an old target keep
     /// the old content. A target that is a link is followed, a device or a pipe is written to.
     static void copyFile(const SAnsiString& from, const SAnsiString& to, bool overwrite);
+
+    /// Bytes on the disk of a folder: what the caller may still use, the disk's size, and what is free. The first
+    /// is less than the last where something is kept back for others. Throws missing, and `DiskUsageFailed`, with
+    /// the reason `InvalidArgument` when it is no folder; the figures are then as they stood.
+    static void diskUsageInfo(const SAnsiString& path, __int64& available, __int64& total, __int64& free);
+
+    /// Sets the permissions of a file or folder to exactly these, in the words of `SFile`. Throws missing, and
+    /// `SetAttributesFailed`, with `InvalidArgument` for `SFile::defaultPermissions`, which names none.
+    ///
+    /// POSIX: groups and others have no bits in these words, so that nobody but the owner keeps any right; other
+    /// permission bits may be given in place of the words. The bits that lend the owner's rights go. Windows:
+    /// without `SFile::ownerWMask` the file is "read only", and nothing else changes.
+    static void giveAccess(const SAnsiString& path, int permissions);
+
+    /// With true the same as `giveAccess` with `SFile::readWriteMask`. With false the bits are
+    /// `SFile::writeMask | SFile::readMask`, and whoever may execute the file now still may. As each of these words has
+    /// all three bits of the owner, both make a file executable for the owner. Throws as `giveAccess`.
+    static void giveAllAccess(const SAnsiString& path, bool readWrite);
+
+    /// Whether the owner's bit is set; it says nothing of the caller's rights. A folder is reported as an assertion,
+    /// and has not. Throws missing, and `SetAttributesFailed`. Windows: a file is executable by its extension.
+    static bool HasOwnerExePermission(const SAnsiString& path);
+    static bool HasOwnerWritePermission(const SAnsiString& path);
+
+    /// POSIX: gives the file or folder to a user, told by name or decimal number; the group stays. As a rule only root
+    /// may. Throws `SetOwnerFailed`, with `InvalidArgument` when there is no such user. Windows: does nothing.
+    static void setFileOwner(const SAnsiString& path, const SAnsiString& owner);
 
     /// Empty after a failure.
     static SAnsiString getCurrentDirectory();
@@ -159,6 +251,10 @@ public:
 
 private:
     struct Work;
+
+    static SAnsiString getUniqueFilenameHelper(const SAnsiString& dir, const SAnsiString& prefix,
+                                               const SAnsiString& extension, bool create, int permissions,
+                                               bool isDirectory);
 };
 
 } // namespace MorvexA106

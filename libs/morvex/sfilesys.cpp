@@ -37,15 +37,6 @@ PathRules::PathStyle style() noexcept
     return Platform::nativePathStyle();
 }
 
-/// The failures of a look that mean that nothing is there: no such file, a path that can't be one, a path
-/// through a file, a loop of links, a name too long. Of the last three nothing can be known to be there, and
-/// whoever makes what is absent must hear of it.
-bool meansAbsent(unsigned long errorNumber) noexcept
-{
-    constexpr unsigned long absent[] = {2, 22, ENOTDIR, ELOOP, ENAMETOOLONG};
-    return std::ranges::find(absent, errorNumber) != std::end(absent);
-}
-
 /// The folder of the current drive, or server and share, to which a path with a bare root belongs.
 std::string rootOfCurrentFolder()
 {
@@ -73,11 +64,35 @@ void SFileSys::Work::fail(Codes code, const SystemError& error, const SAnsiStrin
     throw SFileSysException(code, reasonOf(error), path, textOf(error), second, function);
 }
 
+void SFileSys::Work::failAsNoFolder(Codes code, const SAnsiString& path, const char* function)
+{
+    throw SFileSysException(code, Reasons::InvalidArgument, path, textOf(Platform::runtimeError(ENOTDIR)),
+                            SAnsiString(), function);
+}
+
 void SFileSys::Work::requireExists(const SAnsiString& path, const char* function)
 {
     if (!exists(path)) {
         fail(Codes::FileNotFound, Platform::runtimeError(2), path, SAnsiString(), function);
     }
+}
+
+/// No such file, a path that can't be one, a path through a file, a loop of links, a name too long. Of the last
+/// three nothing can be known to be there, and whoever makes what is absent must hear of it.
+bool SFileSys::Work::meansAbsent(unsigned long errorNumber) noexcept
+{
+    constexpr unsigned long absent[] = {2, 22, ENOTDIR, ELOOP, ENAMETOOLONG};
+    return std::ranges::find(absent, errorNumber) != std::end(absent);
+}
+
+void SFileSys::Work::trace(const char* format, const STraceParameter& first, const STraceParameter& second)
+{
+    MORVEX_TRACE(format, first, second);
+}
+
+void SFileSys::Work::reportFalse(const char* message)
+{
+    MORVEX_FAIL(message);
 }
 
 SAnsiString SFileSys::Work::trimmed(const SAnsiString& path)
@@ -110,7 +125,7 @@ bool SFileSys::exists(SAnsiString path)
         path = SStringHelper::getDirSeparator(); // nothing but separators: the root
     }
     const SystemError error = Platform::lookFor(path);
-    return !error || !meansAbsent(error.number);
+    return !error || !Work::meansAbsent(error.number);
 }
 
 bool SFileSys::isDir(const SAnsiString& path)

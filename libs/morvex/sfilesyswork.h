@@ -3,6 +3,7 @@
 /// @file
 /// What the sources of SFileSys share.
 
+#include "morvex/sassert.h"
 #include "morvex/sfilesys.h"
 #include "platform/systemerror.h"
 
@@ -29,17 +30,36 @@ struct SFileSys::Work
         }
     }
 
+    /// Throws where a folder was asked for and something else is there.
+    [[noreturn]] static void failAsNoFolder(Codes code, const SAnsiString& path, const char* function);
+
     /// Throws where there is nothing at the path.
     static void requireExists(const SAnsiString& path, const char* function);
 
     /// The path without separators at its end, unless it is a root.
     static SAnsiString trimmed(const SAnsiString& path);
 
+    /// Whether a look that failed with this `errno` means that nothing is there.
+    static bool meansAbsent(unsigned long errorNumber) noexcept;
+
+    // All sources of the class report under the name of one, since filters go by it.
+
+    static void trace(const char* format, const STraceParameter& first,
+                      const STraceParameter& second = STraceParameter());
+
+    /// For a place that should not be reached: the condition reads `false`.
+    static void reportFalse(const char* message);
+
     static bool isDotEntry(const SAnsiString& name) noexcept;
 
     static std::uint64_t readSize(const SAnsiString& path, const char* function);
 
+    static void giveAccess(const SAnsiString& path, int permissions, bool keepExecute);
+    static bool hasPermission(const SAnsiString& path, int mask);
+
     class TreeCopy;
+    class UniqueName;
+    class ContentRemoval;
 };
 
 } // namespace MorvexA106
