@@ -4,9 +4,11 @@
 #include "fuzz.h"
 
 #include "morvex/sdatetime.h"
+#include "morvex/sstringconv.h"
 #include "morvex/stimezone.h"
 
 #include <string>
+#include <string_view>
 
 using namespace MorvexA106;
 
@@ -40,6 +42,17 @@ void checkReading(const std::string& text, const std::string& pattern, const STi
     }
 }
 
+template <class V>
+void checkNeutral(const std::string& text, const V& known)
+{
+    V value;
+    Fuzz::require(NeutralString::FromString(NeutralString::ToString(known).view(), value) && value == known,
+                  "a value comes back from its neutral text");
+    if (NeutralString::FromString(std::string_view(text), value)) {
+        Fuzz::require(NeutralString::ToString(value).view() == text, "a value has one neutral text");
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, std::size_t size)
@@ -51,6 +64,10 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, std::size_t si
     const std::string pattern = input.until('\0');
     const std::string text = input.until('\0');
     checkReading(text, pattern, zone);
+    checkNeutral(text, moment.GetUTCDate());
+    checkNeutral(text, moment.GetUTCTime());
+    checkNeutral(text, moment.IsValid() ? moment : SDateTime());
+    checkNeutral(text, STimeSpan(moment.GetTotalMilliseconds()));
     checkReading(written(moment, pattern, zone), pattern, zone);
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "morvex/sassert.h"
 #include "morvex/sdatetimeconv.h"
 #include "morvex/sdatetimestring.h"
+#include "morvex/sstringconv.h"
 #include "morvex/stimezone.h"
 
 #include "locales.h"
@@ -12,8 +13,10 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace MorvexA106
@@ -67,6 +70,23 @@ protected:
 };
 
 using STimeRoundTrip = Seeded;
+
+/// What is read of the text, where it is taken.
+template <class V>
+std::optional<V> readNeutral(const std::string& text)
+{
+    V value;
+    return NeutralString::FromString(std::string_view(text), value) ? std::optional(value) : std::nullopt;
+}
+
+/// The text of a value, seen to be read back as the value.
+template <class V>
+std::string neutral(const V& value)
+{
+    const std::string text(NeutralString::ToString(value).view());
+    EXPECT_EQ(readNeutral<V>(text), std::optional(value)) << text;
+    return text;
+}
 
 /// Counts days one by one as people did.
 class DayByDay
@@ -642,6 +662,92 @@ TEST(SDateTimeLocale, WritesAndReadsItsNames)
             EXPECT_EQ(SDateTime::Parse(text.c_str(), pattern, utc()), moment) << text;
         }
     }
+}
+
+TEST(NeutralDates, AreWrittenInOneWayAndReadBack)
+{
+    constexpr auto largestDay = std::numeric_limits<std::int32_t>::max();
+    constexpr auto largestSpan = std::numeric_limits<std::int64_t>::max();
+    EXPECT_EQ(neutral(SDate(2026, 11, 21)), "2026-11-21");
+    EXPECT_EQ(neutral(SDate(44, 3, 15)), "0044-03-15");
+    EXPECT_EQ(neutral(SDate(-44, 3, 15)), "-0044-03-15");
+    EXPECT_EQ(neutral(SDate(12026, 1, 1)), "12026-01-01");
+    EXPECT_EQ(neutral(SDate(1582, 10, 4)), "1582-10-04");
+    EXPECT_EQ(neutral(SDate(1500, 2, 29)), "1500-02-29");
+    EXPECT_EQ(neutral(SDate::FromDayNumber(largestDay)).size(), std::size_t{13});
+    EXPECT_EQ(neutral(SDate::FromDayNumber(-largestDay)).size(), std::size_t{14});
+    EXPECT_EQ(neutral(SDate()), "invalid");
+    EXPECT_EQ(neutral(STime::FromMilliseconds(86'399'999)), "23:59:59.999Z");
+    EXPECT_EQ(neutral(STime()), "invalid");
+    EXPECT_EQ(neutral(inUtc(2026, 11, 21, 10, 15, 33, 7)), "2026-11-21T10:15:33.007Z");
+    EXPECT_EQ(neutral(SDateTime()), "invalid");
+    EXPECT_EQ(NeutralString::ToString(SDateTime::FromUTC(SDate(2026, 1, 1), STime())).view(), "invalid");
+    EXPECT_EQ(neutral(STimeSpan(90'061'005)), "PT90061.005S");
+    EXPECT_EQ(neutral(STimeSpan()), "PT0.000S");
+    EXPECT_EQ(neutral(STimeSpan(-1)), "-PT0.001S");
+    EXPECT_EQ(neutral(STimeSpan(largestSpan)), "PT9223372036854775.807S");
+    EXPECT_EQ(neutral(STimeSpan(-largestSpan - 1)), "-PT9223372036854775.808S");
+}
+
+TEST_F(STimeRoundTrip, NeutralTextComesBack)
+{
+    for (int round = 0; round < 20'000; ++round) {
+        const auto date = SDate::FromDayNumber(static_cast<std::int32_t>(random()));
+        const auto time = STime::FromMilliseconds(static_cast<std::int32_t>(random() % 86'400'000));
+        const STimeSpan span(static_cast<std::int64_t>(random()) >> random() % 64);
+        neutral(SDateTime::FromUTC(date, time));
+        neutral(span);
+        neutral(randomMoment(1, 9999));
+    }
+}
+
+TEST(NeutralDates, RefuseEveryOtherText)
+{
+    for (const char* text : {"",
+                             "26-11-21",
+                             "2026-11-2",
+                             "2026-11-211",
+                             "2026-11-31",
+                             "2026-13-01",
+                             "2026-00-01",
+                             "2026-01-00",
+                             "02026-11-21",
+                             "+2026-11-21",
+                             " 2026-11-21",
+                             "2026-11-21 ",
+                             "2026/11/21",
+                             "0000-01-01",
+                             "-0000-01-01",
+                             "--2026-01-01",
+                             "1582-10-05",
+                             "1582-10-14",
+                             "1900-02-29",
+                             "9999999-01-01",
+                             "-9999999-01-01",
+                             "12345678-01-01",
+                             "Invalid",
+                             "2026-11-21T10:15:33.123Z"}) {
+        EXPECT_FALSE(readNeutral<SDate>(text)) << text;
+    }
+    for (const char* text : {"", "24:00:00.000Z", "10:60:00.000Z", "10:00:60.000Z", "10:00:00.000",
+                             "10:00:00Z", "10:00:00.000z", "1:00:00.000Z"}) {
+        EXPECT_FALSE(readNeutral<STime>(text)) << text;
+    }
+    for (const char* text : {"", "T", "Z", "T10:15:33.123Z", "2026-11-21", "2026-11-21 10:15:33.123Z",
+                             "2026-11-21T10:15:33Z", "2026-11-21T24:00:00.000Z", "2026-11-31T10:15:33.123Z",
+                             "invalidT10:15:33.123Z", "2026-11-21TT10:15:33.123Z"}) {
+        EXPECT_FALSE(readNeutral<SDateTime>(text)) << text;
+    }
+    for (const char* text :
+         {"", "invalid", "PT1S", "PT.000S", "PT01.000S", "-PT0.000S", "--PT1.000S", "PT-1.000S", "PT+1.000S",
+          "PT1.000", "1.000S", "PT1,000S", "PT9223372036854775.808S", "-PT9223372036854775.809S",
+          "PT18446744073709551.616S", "PT99999999999999999999.000S"}) {
+        EXPECT_FALSE(readNeutral<STimeSpan>(text)) << text;
+    }
+    SDate kept(2026, 11, 21);
+    EXPECT_FALSE(NeutralString::FromString("2026-02-30", kept));
+    EXPECT_FALSE(NeutralString::FromString(static_cast<const char*>(nullptr), kept));
+    EXPECT_EQ(kept, SDate(2026, 11, 21));
 }
 
 TEST(SDateTimeTrace, WritesLocalTimeOrThatItIsInvalid)

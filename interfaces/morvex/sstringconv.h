@@ -8,7 +8,7 @@
 /// | `SStringConv`         | `SAnsiString`   | the point           | everyday use: `SAnsiStringConv` for short  |
 /// | `SWCharStringConv`    | `SWCharString`  | the point           | 16-bit text                                |
 /// | `SAsciiStringConv`    | `SAsciiString`  | the point           | wire and format text                       |
-/// | `NeutralString`       | `SAnsiString`   | the point           | files, settings, wires: a promise for good |
+/// | `NeutralString`       | `SAnsiString`   | the point           | files, settings, wires: a promise for good; dates and times too |
 /// | `SStringConvByLocale` | `SAnsiString`   | the locale's        | people                                     |
 ///
 /// Written: integers in a base of 2 to 36 with small letters; a `double` or `float` as the shortest text that reads
@@ -46,6 +46,16 @@
 
 namespace MorvexA106
 {
+
+class SDate;
+class SDateTime;
+class STime;
+class STimeSpan;
+
+/// What `NeutralString` has a text of beside numbers.
+template <class V>
+concept SCalendarValue = std::same_as<V, SDate> || std::same_as<V, STime> || std::same_as<V, SDateTime> ||
+    std::same_as<V, STimeSpan>;
 
 template <class B>
 concept STruth = std::same_as<B, bool>;
@@ -225,8 +235,49 @@ using SStringConv = SAnsiStringConv;
 ///
 ///     settings.WriteValue("ratio", NeutralString::ToString(ratio));
 ///     if (!NeutralString::FromString(settings.ReadValue("ratio"), ratio)) { ... }
-class NeutralString : public SStringConv_t<SAnsiString>
-{};
+///
+/// Numbers are as in the tables above. Dates and times have the forms of ISO 8601, in UTC:
+///
+/// | class       | text                       | more                                                            |
+/// |-------------|----------------------------|-----------------------------------------------------------------|
+/// | `SDate`     | `2026-11-21`               | `0044-03-15`, `-0044-03-15`, `12026-01-01`                      |
+/// | `STime`     | `10:15:33.123Z`            | always with milliseconds                                        |
+/// | `SDateTime` | `2026-11-21T10:15:33.123Z` | sorted as bytes, the years 1 to 9999 are in the order of time   |
+/// | `STimeSpan` | `PT90061.005S`             | in seconds, `-PT0.001S` where negative                          |
+/// | all others  | `invalid`                  | an invalid date, time or moment; of a moment, either half of it |
+///
+/// The days are those of `SDate`: before 15 October 1582 another calendar than in ISO 8601, without a year 0.
+///
+/// Of these, text is taken as it is written here and in no other way, so that every value has one text: no missing
+/// part, no other zone, no blanks, no small letters. `invalid` is taken, and gives the default value of the class.
+class MORVEX_EXPORT NeutralString : public SStringConv_t<SAnsiString>
+{
+public:
+    using SStringConv_t<SAnsiString>::ToString;
+    using SStringConv_t<SAnsiString>::FromString;
+
+    template <SCalendarValue V>
+    static SAnsiString ToString(const V& value)
+    {
+        return textOf(value);
+    }
+    template <class Text, SCalendarValue V>
+    requires SNumberText<Text, char>
+    [[nodiscard]] static bool FromString(const Text& text, V& value) noexcept
+    {
+        return read(NumberText::bytesOf(NumberText::viewOf<char>(text)), value);
+    }
+
+private:
+    static SAnsiString textOf(const SDate& value);
+    static SAnsiString textOf(const STime& value);
+    static SAnsiString textOf(const SDateTime& value);
+    static SAnsiString textOf(const STimeSpan& value);
+    static bool read(std::string_view text, SDate& value) noexcept;
+    static bool read(std::string_view text, STime& value) noexcept;
+    static bool read(std::string_view text, SDateTime& value) noexcept;
+    static bool read(std::string_view text, STimeSpan& value) noexcept;
+};
 
 /// Real numbers as the calling thread's locale (its category of numbers) writes them, with its decimal sign in place
 /// of the point. Grouping signs are neither written nor read, and nor is the point where it is not the sign: `1.234`
