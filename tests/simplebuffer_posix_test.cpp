@@ -4,7 +4,9 @@
 #include "morvex/mbcscodesetconverter.h"
 #include "morvex/simplebuffer.h"
 
+#include "mappedbuffer.h"
 #include "recorder.h"
+#include "scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -68,11 +70,6 @@ using namespace MorvexA106;
 
 namespace
 {
-
-std::string text(const SSimpleBuffer& buffer)
-{
-    return {buffer.view().begin(), buffer.view().end()};
-}
 
 const unsigned char* bytesOf(const char* text)
 {
@@ -158,6 +155,47 @@ TEST(SimpleBufferWithoutMemory, DetachingASharedBufferLosesItFromTheHandleOnly)
         MorvexA106::Diagnostics::exchangeSink(&recorder);
         EXPECT_TRUE(buffer.isEmpty());
         EXPECT_EQ(text(other), content);
+    }
+}
+
+TEST(SimpleBufferWithoutMemory, FilesAreLoadedAndSavedOrNot)
+{
+    const Scratch scratch;
+    putFile(scratch / "file", "content");
+    struct FileRow
+    {
+        const char* name;
+        bool (*work)(SSimpleBuffer&, const SAnsiString& file, const SAnsiString& other);
+        bool possible;
+    };
+    const FileRow fileRows[] = {
+        {"read", [](SSimpleBuffer& b, auto& file, auto&) { return b.loadFromFile(file, false, false); },
+         true},
+        {"map", [](SSimpleBuffer& b, auto& file, auto&) { return b.loadFromFile(file, true, false); }, true},
+        {"read nothing",
+         [](SSimpleBuffer& b, auto&, auto& other) { return b.loadFromFile(other, false, true); }, false},
+        {"map nothing",
+         [](SSimpleBuffer& b, auto&, auto& other) { return b.loadFromFile(other, true, true); }, false},
+        {"save", [](SSimpleBuffer& b, auto&, auto& other) { return b.saveToFile(other, true); }, true},
+        {"save beside", [](SSimpleBuffer& b, auto& file, auto&) { return b.saveToFile(file, false); }, false},
+    };
+    for (const FileRow& row : fileRows) {
+        for (int point = 0;; ++point) {
+            std::filesystem::remove(scratch / "other");
+            const SAnsiString file = scratch.path("file");
+            const SAnsiString other = scratch.path("other");
+            Recorder recorder;
+            SSimpleBuffer buffer = holding("content");
+            failure = {point, true, true, false};
+            const bool done = row.work(buffer, file, other);
+            failure.armed = false;
+            EXPECT_TRUE(row.possible ? done || failure.met : !done) << row.name << ' ' << point;
+            EXPECT_TRUE(text(buffer) == "content" || (!done && buffer.isEmpty())) << row.name << ' ' << point;
+            buffer << '!';
+            if (!failure.met) {
+                break;
+            }
+        }
     }
 }
 

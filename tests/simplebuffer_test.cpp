@@ -1,7 +1,6 @@
 #include "morvex/simplebuffer.h"
 
 #include "recorder.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -38,12 +37,6 @@ public:
     bool holdsNothing() const { return buffer == nullptr; }
     const void* record() const { return buffer; }
 
-    void setMapped(bool mapped) { buffer->mapped = mapped; }
-    void ownFile(const SAnsiString& name)
-    {
-        buffer->deleteBackingFile = true;
-        buffer->backingFileName = name;
-    }
     void pretendLength(unsigned bytes) { buffer->bytesUsed = bytes; }
 };
 
@@ -296,65 +289,6 @@ TEST(SimpleBuffer, MovingLeavesAnEmptyHandle)
         to.onEmptyRecord()); // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move): promised
     EXPECT_EQ(text(from), "moved");
     EXPECT_EQ(from.count(), 1);
-}
-
-TEST(SimpleBuffer, AMappedRecordIsNeverWrittenInPlace)
-{
-    OpenedBuffer view = holding("file");
-    view.setMapped(true);
-    {
-        OpenedBuffer appended(view);
-        OpenedBuffer written(view);
-        put(appended, "s");
-        written.getBuffer()[0] = 'F';
-        EXPECT_EQ(text(appended), "files");
-        EXPECT_EQ(text(written), "File");
-        EXPECT_EQ(text(view), "file");
-    }
-    view.setMapped(false); // the block is the heap's
-}
-
-TEST(SimpleBuffer, TheLastHandleRemovesTheFileOfItsRecord)
-{
-    struct Row
-    {
-        const char* name;
-        void (*letGo)(OpenedBuffer&);
-    };
-    const Row rows[] = {
-        {"empty", [](OpenedBuffer& b) { b.empty(); }},
-        {"assignment", [](OpenedBuffer& b) { b = holding("other"); }},
-        {"growth", [](OpenedBuffer& b) { put(b, "more"); }},
-        {"detach", [](OpenedBuffer& b) { SSimpleBuffer::dealloc(b.detach()); }},
-        {"destruction", [](OpenedBuffer& b) { OpenedBuffer(std::move(b)); }},
-    };
-    const Scratch scratch;
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        putFile(scratch / "owned", "x");
-        OpenedBuffer buffer = holding("content");
-        buffer.ownFile(scratch.path("owned"));
-        {
-            OpenedBuffer other;
-            other = buffer;
-            EXPECT_EQ(other.count(), 2);
-        }
-        EXPECT_TRUE(std::filesystem::exists(scratch / "owned"));
-        row.letGo(buffer);
-        EXPECT_FALSE(std::filesystem::exists(scratch / "owned"));
-    }
-}
-
-TEST(SimpleBuffer, AFileThatCannotBeRemovedLeavesATraceOnly)
-{
-    const Scratch scratch;
-    std::filesystem::create_directory(scratch / "full");
-    putFile(scratch / "full/inside", "x");
-    Recorder recorder;
-    OpenedBuffer buffer = holding("content");
-    buffer.ownFile(scratch.path("full"));
-    buffer.empty();
-    EXPECT_EQ(recorder.count("SSimpleBuffer could not delete file " + scratch / "full" + ". Reason is: "), 1);
 }
 
 TEST(SimpleBuffer, SizesThatPassThirtyTwoBitsFailAndKeepTheContent)

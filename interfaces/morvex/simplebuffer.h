@@ -10,6 +10,7 @@
 #include <compare>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <span>
 
 namespace MorvexA106
@@ -25,16 +26,31 @@ namespace MorvexA106
 ///     unsigned char* room = packet.getBuffer(packet.getNBytes() + 16); // write at most 16 bytes ...
 ///     packet.releaseBuffer(packet.getNBytes() + written);             // ... and say how many there are now
 ///
+///     SSimpleBuffer report;
+///     if (report.loadFromFile("report.bin", true, false))
+///         send(report.view());
+///
 /// Copying a handle costs one atomic increment, an empty buffer costs no allocation.
+///
+/// Where the bytes are: on the heap, or in a view of a file that was loaded by mapping. A view is never written:
+/// what writes the buffer moves its content to the heap first.
+///
+/// A mapped file that another process cuts short takes pages of the view with it. Whatever reads the content
+/// through a call of this class, that is `compare` and the operators of comparison, `saveToFile`, `detach`, and
+/// all calls that move the content to the heap, reads the file instead, and reports the loss as a trace, as
+/// told at each. Whoever reads through a pointer, be it from `view`, the conversion to a pointer or one of these
+/// handed to another buffer, touches the view: on Linux such a touch past the new end ends the process with
+/// SIGBUS. On Windows nobody can cut a file that is mapped.
 ///
 /// Growth: capacity is exact, so that a loop of one-byte appends copies everything each time, unless there is
 /// `reserve` or headroom. Content that would fill the capacity to the last byte moves to a new record as well:
 /// a request is met in place only when it is smaller than the capacity.
 ///
 /// Failure: nothing is thrown. When memory is exhausted, or a size passes 32 bits, the assertion "buffer->data"
-/// is reported and the buffer keeps its content; where a pointer is returned it is null. A handle whose
-/// constructor refused its arguments holds nothing: reading calls find it empty, writing calls report the
-/// assertion "buffer" and do nothing, until `empty` or an assignment gives it a record.
+/// is reported and the buffer keeps its content; where a pointer is returned it is null. The same goes for
+/// a mapped file that can no longer be read, but with a trace. A handle whose constructor refused its arguments
+/// holds nothing: reading calls find it empty, writing calls report the assertion "buffer" and do nothing, until
+/// `empty`, an assignment or a file gives it a record.
 ///
 /// Threads: handles on one record may be read, copied and dropped on different threads; one handle must not be
 /// written by one thread while another uses it, and that includes being copied.
@@ -69,13 +85,42 @@ public:
     SSimpleBuffer& operator=(SSimpleBuffer&& other) noexcept;
 
     /// The last handle of a record that owns a file removes the file. That it could not is only traced. So it
-    /// is wherever a handle lets go of its record: `empty`, assignment, and writes that move the content.
+    /// is wherever a handle lets go of its record: `empty`, assignment, loading, and writes that move the content.
     virtual ~SSimpleBuffer();
 
-    /// The content, null for the empty buffer; valid until the handle is next written. It is not terminated.
+    /// Takes the content of a file in place of its own, whole or not at all: true, or false with a trace or an
+    /// assertion, and an empty buffer then. With `deleteWhenReleased` the buffer owns the file, which goes away
+    /// with the last handle on this content. Files of 4 GiB - 1 bytes and more are refused, and so is what has no
+    /// size, such as a folder or a pipe.
+    ///
+    /// Without `useMapping` the file is read: it is as long as it was at the beginning, and one that gets shorter
+    /// meanwhile fails. An empty file gives an empty content.
+    ///
+    /// With `useMapping` the content is a view of the file, which costs the same for any size, and the file stays
+    /// open until the last handle lets go. Until then others may read the file and not write it. An empty file
+    /// can't be mapped, and fails. POSIX: the others are those who use this library; what any other program
+    /// writes to the file shows in the content, and for the case that it cuts the file see above.
+    ///
+    /// The earlier content is let go of first, which removes a file that it alone owns, unless it is this very
+    /// file: that one is kept. After a success it belongs to the buffer if this call says so, after a failure to
+    /// nobody.
+    [[nodiscard]] bool loadFromFile(const SAnsiString& name, bool useMapping,
+                                    bool deleteWhenReleased) noexcept;
+
+    /// Writes the content to a file that only its owner may use where it is new. False, with a trace, when the
+    /// file can't be opened, or can't be written to its end. Without `overwrite` the file must not exist, and
+    /// goes away again after a failure. With it an existing file is emptied first, so a failure leaves a part of
+    /// the content there, and nothing of what it was: where the old content counts, `SFileSys` has a call that
+    /// replaces files in one step. A file that a buffer holds mapped is not overwritten, but refused. An empty
+    /// buffer creates and changes nothing and returns true. That the bytes have reached the disk is not waited
+    /// for.
+    [[nodiscard]] bool saveToFile(const SAnsiString& name, bool overwrite) const noexcept;
+
+    /// The content, null for the empty buffer; valid until the handle is next written. It is not terminated. Of
+    /// a mapped file it is the view, with the risk that is told above.
     operator const unsigned char*() const noexcept { return data(); }
 
-    /// The content with its length.
+    /// The same with its length.
     std::span<const unsigned char> view() const noexcept { return {data(), getNBytes()}; }
 
     bool isEmpty() const noexcept { return getNBytes() == 0; }
@@ -92,9 +137,9 @@ public:
     /// each time, or pass the length as headroom.
     bool reserve(unsigned bytes) noexcept;
 
-    /// Appends `n` bytes, which may be the buffer's own. A move to a new record, which happens when the record
-    /// is shared, or has no room to spare after the append, adds `headroom` to the new capacity. Null or no
-    /// bytes change nothing.
+    /// Appends `n` bytes, which may be the buffer's own, those of a mapped file included. A move to a new record,
+    /// which happens when the record is shared, or has no room to spare after the append, adds `headroom` to the
+    /// new capacity. Null or no bytes change nothing.
     void append(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept
     {
         if (bytes == nullptr || n == 0 || !isWritable() ||
@@ -121,13 +166,18 @@ public:
         return *this;
     }
 
-    bool operator==(const SSimpleBuffer& other) const noexcept { return compare(other) == 0; }
+    bool operator==(const SSimpleBuffer& other) const noexcept
+    {
+        return getNBytes() == other.getNBytes() && compare(other) == 0;
+    }
 
     /// Compares as many bytes as this buffer holds: the caller vouches that so many stand at the pointer. A
-    /// null pointer is equal to the empty buffer only.
+    /// null pointer is equal to the empty buffer only. False when a mapped file can't be read any more.
     bool operator==(const unsigned char* bytes) const noexcept;
 
-    /// By unsigned bytes, -1, 0 or 1; of two that are equal as far as both go, the shorter is the lesser.
+    /// By unsigned bytes, -1, 0 or 1; of two that are equal as far as both go, the shorter is the lesser. A mapped
+    /// file that can't be read to the end counts as far as it can, and among equals by the length it had: so this
+    /// remains an order. Handles on one record are equal unread.
     int compare(const SSimpleBuffer& other) const noexcept;
     bool operator<(const SSimpleBuffer& other) const noexcept { return compare(other) < 0; }
     std::strong_ordering operator<=>(const SSimpleBuffer& other) const noexcept
@@ -161,7 +211,8 @@ public:
 
     /// Hands the content to the caller, who frees it with `dealloc`, and leaves the handle empty. A private
     /// block changes hands as it is; one that is shared or mapped is copied, which is traced. Null for the
-    /// empty buffer, and without memory for the copy; in the latter case, too, the handle is empty.
+    /// empty buffer, and without memory for the copy; in the latter case, too, the handle is empty. Null as well
+    /// when a mapped file can't be read any more; then the handle stays as it is.
     [[nodiscard]] unsigned char* detach() noexcept;
 
     /// A block of the heap, null on any failure.
@@ -184,6 +235,14 @@ protected:
 
         bool IsMapped() const noexcept { return mapped; }
 
+        /// Makes the content a view of the file. False when it can't, which is traced for most causes, and for
+        /// a record that has a block or a view already, which is reported as an assertion.
+        bool Map(const SAnsiString& name) noexcept;
+
+        /// Lets go of the view and the file, and has no content then. On a record without a view the assertion
+        /// "IsMapped()" is reported and nothing changes.
+        void UnMap() noexcept;
+
         /// Handles that share the record; -1 in the record of all empty buffers.
         std::atomic<std::int32_t> refCount;
         std::uint32_t bytesUsed;
@@ -195,9 +254,12 @@ protected:
         bool deleteBackingFile = false;
         SAnsiString backingFileName;
 
-        /// The system's handles of a mapped file.
+        /// The system's handles of a mapped file; `UnMap` closes them. POSIX: the descriptor, and no second one.
         std::intptr_t fileHandle = -1;
         std::intptr_t mappingHandle = 0;
+
+        /// Tells in a trace which file could not be read.
+        SAnsiString mappedFileName;
     };
 
     /// The record of all empty buffers: never counted, never written, never destroyed, so that buffers of
@@ -221,7 +283,8 @@ protected:
 
     unsigned char* getBufferProtected() const noexcept { return buffer != nullptr ? buffer->data : nullptr; }
 
-    /// Overwrites `data` and nothing else.
+    /// Overwrites `data` and nothing else: the record frees the new block in its time, and never the old one. Not
+    /// for a mapped record.
     void setBufferProtected(unsigned char* data) noexcept;
 
     /// Puts a new record with a count of 1 in place; what stood there is the caller's to release. Without
@@ -278,10 +341,18 @@ private:
     }
     void shareNothing() noexcept;
     void appendSlow(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept;
+    bool replaceRecord(std::uint64_t capacity, Held& old) noexcept;
+    bool copyFrom(std::uint64_t bytes, Held& old) noexcept;
     bool moveTo(std::uint64_t capacity, std::uint64_t bytesToCopy, Held& old) noexcept;
     bool makeRoom(std::uint64_t needed, unsigned headroom, Held& old) noexcept;
+    std::optional<std::size_t> placeInView(const unsigned char* bytes, unsigned n) const noexcept;
     void write(const unsigned char* bytes, unsigned n) noexcept;
+    int compareThroughFiles(const SSimpleBuffer& other) const noexcept;
     void copyBeforeDetach() noexcept;
+    bool ownsAlone(const SAnsiString& file) const noexcept;
+    bool readFile(const SAnsiString& name) noexcept;
+    bool readOpened(const SAnsiString& name);
+    bool mapFile(const SAnsiString& name) noexcept;
 };
 
 } // namespace MorvexA106

@@ -2,6 +2,9 @@
 
 #include "morvex/checks.h"
 #include "morvex/sfilesys.h"
+#include "morvex/simplebuffercontent.h"
+#include "morvex/simplebufferfile.h"
+#include "platform/filesystem.h"
 
 #include <algorithm>
 #include <cstring>
@@ -37,7 +40,7 @@ bool check(bool holds, const char* expression, int line = __builtin_LINE()) noex
     return holds;
 }
 
-void removeBackingFile(const SAnsiString& name) noexcept
+void removeFile(const SAnsiString& name) noexcept
 {
     quietly([&] {
         try {
@@ -46,6 +49,71 @@ void removeBackingFile(const SAnsiString& name) noexcept
             MORVEX_TRACE("SSimpleBuffer could not delete file %1. Reason is: %2.\n", name, failure.summary());
         }
     });
+}
+
+void reportUnread(const SAnsiString& file, std::uint64_t position,
+                  const Platform::SystemError& error) noexcept
+{
+    quietly([&] {
+        MORVEX_TRACE("SSimpleBuffer could not read mapped file %1 from byte %2 on. Reason is: %3.\n", file,
+                     static_cast<unsigned long long>(position),
+                     error ? Platform::errorText(error).c_str() : "It has become shorter");
+    });
+}
+
+void reportUnmapped(const SAnsiString& file, const Platform::MappingOutcome& failure) noexcept
+{
+    quietly([&] {
+        if (failure.step == Platform::MappingStep::open) {
+            MORVEX_TRACE("could not open file %1 for memory-mapped reading. Errno is %2", file,
+                         failure.error.number);
+        } else if (failure.step == Platform::MappingStep::mapping) {
+            MORVEX_TRACE("could not create file mapping on file %1. Errno is %2", file, failure.error.number);
+        }
+    });
+}
+
+/// Works on a file. A failure of the file goes to the report, one of memory is reported as an assertion.
+template <class Work, class Report>
+void attempt(Work work, Report report) noexcept
+{
+    quietly([&] {
+        try {
+            work();
+        } catch (const SFileException& failure) {
+            report(failure);
+        } catch (...) {
+            check(false, "false");
+        }
+    });
+}
+
+bool openToSave(SFile& file, bool overwrite) noexcept
+{
+    attempt([&] { SimpleBufferFile::openToSave(file, overwrite); },
+            [&](const SFileException& failure) {
+                MORVEX_TRACE("SSimpleBuffer::saveToFile: could not open file %1 for writing.  Reason: %2.",
+                             file.getFilename(), failure.toString());
+            });
+    return file.isOpened();
+}
+
+/// True when the file took all that the content gave.
+bool save(SimpleBufferReader& content, SFile& file) noexcept
+{
+    bool written = false;
+    attempt(
+        [&] {
+            for (auto part = content.next(); !part.empty(); part = content.next()) {
+                SimpleBufferFile::writeAll(file, part);
+            }
+            written = true;
+        },
+        [&](const SFileException& failure) {
+            MORVEX_TRACE("SSimpleBuffer::saveToFile: could not write to file %1.  Reason: %2",
+                         file.getFilename(), failure.toString());
+        });
+    return written;
 }
 
 void copyBytes(unsigned char* to, const unsigned char* from, std::size_t count) noexcept
@@ -60,48 +128,71 @@ int compareBytes(const unsigned char* left, const unsigned char* right, std::siz
     return count != 0 ? std::memcmp(left, right, count) : 0;
 }
 
-} // namespace
+// The record's class is protected, so what is done with records here takes it as a parameter.
 
-SSimpleBuffer::SSimpleInternalBuffer::SSimpleInternalBuffer(long count, unsigned used, unsigned allocated,
-                                                            unsigned char* content) noexcept
-    : refCount(static_cast<std::int32_t>(count)),
-      bytesUsed(used),
-      bytesAllocated(allocated),
-      data(content)
-{}
-
-SSimpleBuffer::SSimpleInternalBuffer::SSimpleInternalBuffer(const SSimpleInternalBuffer& other) noexcept
-    : refCount(other.refCount.load()),
-      bytesUsed(other.bytesUsed),
-      bytesAllocated(other.bytesAllocated),
-      data(other.data),
-      mapped(other.mapped),
-      deleteBackingFile(other.deleteBackingFile),
-      backingFileName(other.backingFileName),
-      fileHandle(other.fileHandle),
-      mappingHandle(other.mappingHandle)
-{}
-
-SSimpleBuffer::SSimpleInternalBuffer&
-SSimpleBuffer::SSimpleInternalBuffer::operator=(const SSimpleInternalBuffer& other) noexcept
+template <class Record>
+SimpleBufferReader readerOf(const Record& record) noexcept
 {
-    refCount.store(other.refCount.load());
-    bytesUsed = other.bytesUsed;
-    bytesAllocated = other.bytesAllocated;
-    data = other.data;
-    mapped = other.mapped;
-    deleteBackingFile = other.deleteBackingFile;
-    backingFileName = other.backingFileName;
-    fileHandle = other.fileHandle;
-    mappingHandle = other.mappingHandle;
-    return *this;
+    return SimpleBufferReader({record.bytesUsed, record.data, record.mapped, record.fileHandle});
 }
 
-SSimpleBuffer::_EmptyBuffer::_EmptyBuffer(long count, unsigned used, unsigned allocated,
-                                          unsigned char last) noexcept
-    : SSimpleInternalBuffer(count, used, allocated, nullptr),
-      terminator(last)
-{}
+template <class Record>
+void reportUnread(const Record& record, const SimpleBufferReader& reader) noexcept
+{
+    if (reader.failed()) {
+        reportUnread(record.mappedFileName, reader.position(), reader.error());
+    }
+}
+
+template <class Record>
+bool copyContent(const Record& from, unsigned char* to, std::size_t bytes) noexcept
+{
+    if (!from.mapped) {
+        copyBytes(to, from.data, bytes);
+        return true;
+    }
+    const auto read = Platform::readMapped(from.fileHandle, 0, to, bytes);
+    if (read.count < bytes) {
+        reportUnread(from.mappedFileName, read.count, read.error);
+    }
+    return read.count == bytes;
+}
+
+} // namespace
+
+bool SSimpleBuffer::SSimpleInternalBuffer::Map(const SAnsiString& name) noexcept
+{
+    if (!check(data == nullptr, "data == 0")) {
+        return false;
+    }
+    Platform::FileMapping mapping;
+    if (const auto failure = Platform::mapFile(name, mapping)) {
+        reportUnmapped(name, failure);
+        fileHandle = -1;
+        mappingHandle = failure.step == Platform::MappingStep::view ? -1 : 0;
+        return false;
+    }
+    data = mapping.view;
+    bytesAllocated = bytesUsed = mapping.size;
+    fileHandle = mapping.file;
+    mappingHandle = mapping.mapping;
+    mappedFileName = name;
+    mapped = true;
+    return true;
+}
+
+void SSimpleBuffer::SSimpleInternalBuffer::UnMap() noexcept
+{
+    if (!check(IsMapped(), "IsMapped()")) {
+        return;
+    }
+    Platform::unmapFile({data, bytesAllocated, fileHandle, mappingHandle});
+    data = nullptr;
+    bytesAllocated = bytesUsed = 0;
+    fileHandle = -1;
+    mappingHandle = 0;
+    mapped = false;
+}
 
 /// A record that its handle has left, released at the end of the scope: until then its bytes can be copied.
 class SSimpleBuffer::Held
@@ -113,6 +204,7 @@ public:
     ~Held() { ReleaseBuffer(m_record); }
 
     void hold(SSimpleInternalBuffer* record) noexcept { m_record = record; }
+    SSimpleInternalBuffer* record() const noexcept { return m_record; }
 
 private:
     SSimpleInternalBuffer* m_record = nullptr;
@@ -199,26 +291,50 @@ void SSimpleBuffer::appendSlow(const unsigned char* bytes, unsigned n, unsigned 
     if (bytes == nullptr || n == 0 || !check(buffer != nullptr, "buffer")) {
         return;
     }
+    const auto place = placeInView(bytes, n);
     Held old; // the bytes may be its own
     if (makeRoom(std::uint64_t(buffer->bytesUsed) + n, headroom, old)) {
-        write(bytes, n);
+        write(place ? buffer->data + *place : bytes, n);
     }
 }
 
 bool SSimpleBuffer::operator==(const unsigned char* bytes) const noexcept
 {
-    return isEmpty() || (bytes != nullptr && compareBytes(data(), bytes, getNBytes()) == 0);
+    if (isEmpty() || bytes == nullptr) {
+        return isEmpty();
+    }
+    if (!buffer->mapped) {
+        return std::memcmp(buffer->data, bytes, buffer->bytesUsed) == 0;
+    }
+    auto content = readerOf(*buffer);
+    const bool same = isContentAt(content, bytes);
+    reportUnread(*buffer, content);
+    return same;
 }
 
 int SSimpleBuffer::compare(const SSimpleBuffer& other) const noexcept
 {
     const unsigned mine = getNBytes();
     const unsigned others = other.getNBytes();
-    const int order = buffer != other.buffer ? compareBytes(data(), other.data(), std::min(mine, others)) : 0;
+    const unsigned both = buffer != other.buffer ? std::min(mine, others) : 0;
+    if (both != 0 && (buffer->mapped || other.buffer->mapped)) {
+        return compareThroughFiles(other);
+    }
+    const int order = compareBytes(data(), other.data(), both);
     if (order != 0) {
         return order < 0 ? -1 : 1;
     }
     return mine == others ? 0 : mine < others ? -1 : 1;
+}
+
+int SSimpleBuffer::compareThroughFiles(const SSimpleBuffer& other) const noexcept
+{
+    auto mine = readerOf(*buffer);
+    auto others = readerOf(*other.buffer);
+    const int order = compareContents(mine, others);
+    reportUnread(*buffer, mine);
+    reportUnread(*other.buffer, others);
+    return order;
 }
 
 unsigned char* SSimpleBuffer::getBuffer(unsigned minBytes) noexcept
@@ -252,7 +368,7 @@ unsigned char* SSimpleBuffer::detach() noexcept
     if (buffer != nullptr && !IsEmptyBuffer(*buffer) && !isWritable()) {
         copyBeforeDetach();
     }
-    if (buffer == nullptr || IsEmptyBuffer(*buffer)) {
+    if (buffer == nullptr || IsEmptyBuffer(*buffer) || !isWritable()) {
         return nullptr;
     }
     unsigned char* const block = std::exchange(buffer->data, nullptr);
@@ -301,9 +417,10 @@ void SSimpleBuffer::concat(const unsigned char* bytes, unsigned n) noexcept
     if (bytes == nullptr || n == 0 || !check(buffer != nullptr, "buffer")) {
         return;
     }
+    const auto place = placeInView(bytes, n);
     Held old;
     if (moveTo(std::uint64_t(buffer->bytesUsed) + n, buffer->bytesUsed, old)) {
-        write(bytes, n);
+        write(place ? buffer->data + *place : bytes, n);
     }
 }
 
@@ -322,11 +439,13 @@ void SSimpleBuffer::ReleaseBuffer(SSimpleInternalBuffer* record) noexcept
         record->refCount.fetch_sub(1, std::memory_order_acq_rel) != 1) {
         return;
     }
-    if (!record->IsMapped()) {
+    if (record->IsMapped()) {
+        record->UnMap();
+    } else {
         dealloc(record->data);
     }
     if (record->deleteBackingFile) {
-        removeBackingFile(record->backingFileName);
+        removeFile(record->backingFileName);
     }
     // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): the empty record has been told apart by its count
     delete record;
@@ -363,9 +482,9 @@ void SSimpleBuffer::copyBufferBeforeWrite() noexcept
     }
 }
 
-/// Puts a private record with the content in place and leaves the one before in `old`. Without memory, or
-/// for a capacity that 32 bits cannot hold, nothing changes.
-bool SSimpleBuffer::moveTo(std::uint64_t capacity, std::uint64_t bytesToCopy, Held& old) noexcept
+/// Puts a private record without content in place and leaves the one before in `old`. Without memory, or for
+/// a capacity that 32 bits cannot hold, nothing changes.
+bool SSimpleBuffer::replaceRecord(std::uint64_t capacity, Held& old) noexcept
 {
     SSimpleInternalBuffer* const before = buffer;
     if (capacity > UINT32_MAX || !allocBuffer(static_cast<unsigned>(capacity))) {
@@ -374,9 +493,25 @@ bool SSimpleBuffer::moveTo(std::uint64_t capacity, std::uint64_t bytesToCopy, He
         return check(false, "buffer->data");
     }
     old.hold(before);
-    copyBytes(buffer->data, before->data, bytesToCopy);
+    return true;
+}
+
+/// Gives the record the content of the one before, which comes back when it can't be read.
+bool SSimpleBuffer::copyFrom(std::uint64_t bytes, Held& old) noexcept
+{
+    SSimpleInternalBuffer* const before = old.record();
+    if (!copyContent(*before, buffer->data, bytes)) {
+        old.hold(std::exchange(buffer, before));
+        return false;
+    }
     buffer->bytesUsed = before->bytesUsed;
     return true;
+}
+
+/// Puts a private record with the content in place and leaves the one before in `old`, or changes nothing.
+bool SSimpleBuffer::moveTo(std::uint64_t capacity, std::uint64_t bytesToCopy, Held& old) noexcept
+{
+    return replaceRecord(capacity, old) && copyFrom(bytesToCopy, old);
 }
 
 /// The same unless the record has room. The room that a caller is promised here is real, so that he may write
@@ -397,6 +532,14 @@ void SSimpleBuffer::shareNothing() noexcept
     check(false, "buffer_ != 0");
 }
 
+/// Where in its own mapped content the bytes stand: they are taken from the copy of it then, not from the view.
+std::optional<std::size_t> SSimpleBuffer::placeInView(const unsigned char* bytes, unsigned n) const noexcept
+{
+    const auto place = reinterpret_cast<std::uintptr_t>(bytes) - reinterpret_cast<std::uintptr_t>(data());
+    const bool within = buffer->mapped && place < buffer->bytesUsed && n <= buffer->bytesUsed - place;
+    return within ? std::optional<std::size_t>(place) : std::nullopt;
+}
+
 void SSimpleBuffer::write(const unsigned char* bytes, unsigned n) noexcept
 {
     std::memmove(buffer->data + buffer->bytesUsed, bytes, n);
@@ -407,10 +550,90 @@ void SSimpleBuffer::copyBeforeDetach() noexcept
 {
     quietly([] { MORVEX_TRACE("SSimpleBuffer::detach() copying buffer before detaching"); });
     Held old;
-    if (!moveTo(buffer->bytesUsed, buffer->bytesUsed, old)) {
-        quietly([] { MORVEX_TRACE("DetachableSSimpleBuffer:: memory allocation failure?"); });
+    if (replaceRecord(buffer->bytesUsed, old)) {
+        copyFrom(old.record()->bytesUsed, old);
+        return;
+    }
+    quietly([] { MORVEX_TRACE("DetachableSSimpleBuffer:: memory allocation failure?"); });
+    empty();
+}
+
+bool SSimpleBuffer::loadFromFile(const SAnsiString& name, bool useMapping, bool deleteWhenReleased) noexcept
+{
+    const SAnsiString file(name); // it may stand in the record that goes away now
+    if (ownsAlone(file)) {
+        buffer->deleteBackingFile = false;
+    }
+    empty();
+    if (useMapping ? !mapFile(file) : !readFile(file)) {
+        return false;
+    }
+    buffer->deleteBackingFile = deleteWhenReleased;
+    buffer->backingFileName = deleteWhenReleased ? file : SAnsiString();
+    return true;
+}
+
+bool SSimpleBuffer::saveToFile(const SAnsiString& name, bool overwrite) const noexcept
+{
+    if (isEmpty()) {
+        return true;
+    }
+    SFile file(name);
+    if (!openToSave(file, overwrite)) {
+        return false;
+    }
+    auto content = readerOf(*buffer);
+    const bool saved = save(content, file) && !content.failed();
+    reportUnread(*buffer, content);
+    file.close();
+    if (!saved && !overwrite) {
+        removeFile(name);
+    }
+    return saved;
+}
+
+bool SSimpleBuffer::ownsAlone(const SAnsiString& file) const noexcept
+{
+    return buffer != nullptr && buffer->deleteBackingFile &&
+           buffer->refCount.load(std::memory_order_acquire) == 1 &&
+           Platform::isSameFile(buffer->backingFileName, file);
+}
+
+bool SSimpleBuffer::readFile(const SAnsiString& name) noexcept
+{
+    bool read = false;
+    attempt([&] { read = readOpened(name); },
+            [&](const SFileException& failure) {
+                MORVEX_TRACE("SSimpleBuffer::loadFromFile: could not read from file %1. Reason: %2\n", name,
+                             failure.toString());
+            });
+    if (!read) {
         empty();
     }
+    return read;
+}
+
+bool SSimpleBuffer::readOpened(const SAnsiString& name)
+{
+    SFile file(name);
+    const unsigned size = SimpleBufferFile::openToLoad(file);
+    Held before;
+    if (!replaceRecord(size, before)) {
+        return false;
+    }
+    SimpleBufferFile::readAll(file, {buffer->data, size});
+    terminateBuffer(size);
+    return true;
+}
+
+/// After a failure there is a record without content.
+bool SSimpleBuffer::mapFile(const SAnsiString& name) noexcept
+{
+    if (!check(allocBufferHeader(0), "buffer")) {
+        buffer = &GetEmptyBuffer();
+        return false;
+    }
+    return buffer->Map(name);
 }
 
 } // namespace MorvexA106
