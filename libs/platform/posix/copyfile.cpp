@@ -1,10 +1,12 @@
 #include "platform/copyfile.h"
 
+#include "platform/posix/entries.h"
 #include "platform/posix/owned.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -43,18 +45,22 @@ int writeAll(int target, const char* bytes, std::size_t count) noexcept
     return 0;
 }
 
-int copyThroughBuffer(int source, int target)
+/// Up to the end, or as many bytes as are given.
+int copyThroughBuffer(int source, int target, std::uint64_t bytes = UINT64_MAX)
 {
     const auto buffer = std::make_unique_for_overwrite<char[]>(bufferSize);
-    for (;;) {
-        const ssize_t count = uninterrupted([&] { return ::read(source, buffer.get(), bufferSize); });
+    while (bytes > 0) {
+        const auto step = static_cast<std::size_t>(std::min<std::uint64_t>(bufferSize, bytes));
+        const ssize_t count = uninterrupted([&] { return ::read(source, buffer.get(), step); });
         if (count <= 0) {
             return count == 0 ? 0 : errno;
         }
         if (const int error = writeAll(target, buffer.get(), static_cast<std::size_t>(count))) {
             return error;
         }
+        bytes -= static_cast<std::size_t>(count);
     }
+    return 0;
 }
 
 bool kernelCannotCopy(int error) noexcept
@@ -64,17 +70,61 @@ bool kernelCannotCopy(int error) noexcept
 
 /// The kernel's copy sees nothing in files whose size the system tells as 0, such as those of /proc, so its
 /// "end" is asked again by reading.
-int copyContent(int source, int target)
+int copyBytes(int source, int target, std::uint64_t bytes = UINT64_MAX)
 {
-    ssize_t count = 0;
-    do {
-        count =
-            uninterrupted([&] { return ::copy_file_range(source, nullptr, target, nullptr, kernelStep, 0); });
-    } while (count > 0);
-    if (count < 0 && !kernelCannotCopy(errno)) {
+    while (bytes > 0) {
+        const auto step = static_cast<std::size_t>(std::min<std::uint64_t>(kernelStep, bytes));
+        const ssize_t count =
+            uninterrupted([&] { return ::copy_file_range(source, nullptr, target, nullptr, step, 0); });
+        if (count < 0 && !kernelCannotCopy(errno)) {
+            return errno;
+        }
+        if (count <= 0) {
+            return copyThroughBuffer(source, target, bytes);
+        }
+        bytes -= static_cast<std::size_t>(count);
+    }
+    return 0;
+}
+
+bool hasHoles(const struct stat& status) noexcept
+{
+    constexpr blkcnt_t unit = 512;
+    return status.st_blocks < status.st_size / unit;
+}
+
+/// From the next byte that is no hole at or after `offset` up to the next hole, which becomes the new offset.
+int copyNextData(int source, int target, off_t& offset)
+{
+    const off_t begin = ::lseek(source, offset, SEEK_DATA);
+    const off_t end = begin < 0 ? -1 : ::lseek(source, begin, SEEK_HOLE);
+    if (end < 0 || ::lseek(source, begin, SEEK_SET) < 0 || ::lseek(target, begin, SEEK_SET) < 0) {
         return errno;
     }
-    return copyThroughBuffer(source, target);
+    offset = end;
+    return copyBytes(source, target, static_cast<std::uint64_t>(end - begin));
+}
+
+/// A hole of terabytes would take as many on the disk if it were written.
+int copyBetweenHoles(int source, int target)
+{
+    int error = 0;
+    for (off_t offset = 0; error == 0;) {
+        error = copyNextData(source, target, offset);
+    }
+    if (error == EINVAL) { // the file system knows nothing of holes, and nothing was moved
+        return copyBytes(source, target);
+    }
+    if (error != ENXIO) { // which says that there is no more
+        return error;
+    }
+    const off_t size = ::lseek(source, 0, SEEK_END);
+    return size < 0 ? errno : errorOf(::ftruncate(target, size));
+}
+
+int copyContent(int source, const struct stat& status, int target)
+{
+    return hasHoles(status) ? copyBetweenHoles(source, target) : copyBytes(source, target);
 }
 
 /// Some file systems know no permissions or times; there is nothing to keep then.
@@ -93,10 +143,20 @@ int copyProperties(int target, const struct stat& status) noexcept
     return unlessUnknown(errorOf(::futimens(target, times)));
 }
 
-int openSource(const char* path, Descriptor& source, struct stat& status) noexcept
+/// A path from a folder's descriptor, or from the current folder.
+struct Where
+{
+    int folder;
+    std::string path;
+
+    const char* name() const noexcept { return path.c_str(); }
+};
+
+int openSource(const Where& from, int flags, Descriptor& source, struct stat& status) noexcept
 {
     // Not to wait for the writer of a pipe, which is refused below.
-    Descriptor opened(uninterrupted([&] { return ::open(path, O_RDONLY | O_NONBLOCK | bothDescriptors); }));
+    Descriptor opened(uninterrupted(
+        [&] { return ::openat(from.folder, from.name(), O_RDONLY | O_NONBLOCK | bothDescriptors | flags); }));
     if (!opened || ::fstat(opened.get(), &status) != 0) {
         return errno;
     }
@@ -107,36 +167,33 @@ int openSource(const char* path, Descriptor& source, struct stat& status) noexce
     return 0;
 }
 
-/// A new file beside the target, which goes away again unless it was put in the target's place.
-class StagedFile
+/// A new file or link beside the target, which goes away again unless it was put in the target's place.
+class Staged
 {
 public:
-    explicit StagedFile(const std::string& target) : m_target(target) {}
-    StagedFile(const StagedFile&) = delete;
-    StagedFile& operator=(const StagedFile&) = delete;
-    ~StagedFile()
+    explicit Staged(const Where& target) : m_target(target) {}
+    Staged(const Staged&) = delete;
+    Staged& operator=(const Staged&) = delete;
+    ~Staged()
     {
         if (!m_name.empty()) {
-            ::unlink(m_name.c_str());
+            ::unlinkat(m_target.folder, m_name.c_str(), 0);
         }
     }
 
-    int create()
+    int createFile()
     {
-        const std::string folder = m_target.substr(0, m_target.find_last_of('/') + 1);
-        for (;;) {
-            const std::string name = folder + randomName();
-            Descriptor file(uninterrupted(
-                [&] { return ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | bothDescriptors, 0600); }));
-            if (file) {
-                m_name = name;
-                m_file = std::move(file);
-                return 0;
-            }
-            if (errno != EEXIST) {
-                return errno;
-            }
-        }
+        return create([&](const char* name) {
+            m_file = Descriptor(uninterrupted([&] {
+                return ::openat(m_target.folder, name, O_WRONLY | O_CREAT | O_EXCL | bothDescriptors, 0600);
+            }));
+            return m_file ? 0 : -1;
+        });
+    }
+
+    int createLink(const std::string& text)
+    {
+        return create([&](const char* name) { return ::symlinkat(text.c_str(), m_target.folder, name); });
     }
 
     int descriptor() const noexcept { return m_file.get(); }
@@ -144,10 +201,12 @@ public:
     int publish(bool overwrite) noexcept
     {
         // What a remote disk refuses is sometimes told only here.
-        if (::close(m_file.release()) != 0 && errno != EINTR) {
+        if (m_file && ::close(m_file.release()) != 0 && errno != EINTR) {
             return errno;
         }
-        const int error = overwrite ? errorOf(::rename(m_name.c_str(), m_target.c_str())) : publishNew();
+        const int error =
+            overwrite ? errorOf(::renameat(m_target.folder, m_name.c_str(), m_target.folder, m_target.name()))
+                      : publishNew();
         if (error == 0) {
             m_name.clear();
         }
@@ -164,21 +223,37 @@ private:
         return name;
     }
 
+    template <class Make>
+    int create(Make make)
+    {
+        const std::string folder = m_target.path.substr(0, m_target.path.find_last_of('/') + 1);
+        for (;;) {
+            std::string name = folder + randomName();
+            if (make(name.c_str()) == 0) {
+                m_name = std::move(name);
+                return 0;
+            }
+            if (errno != EEXIST) {
+                return errno;
+            }
+        }
+    }
+
     int publishNew() const noexcept
     {
-        const int result =
-            ::renameat2(AT_FDCWD, m_name.c_str(), AT_FDCWD, m_target.c_str(), RENAME_NOREPLACE);
+        const int folder = m_target.folder;
+        const int result = ::renameat2(folder, m_name.c_str(), folder, m_target.name(), RENAME_NOREPLACE);
         if (result == 0 || (errno != EINVAL && errno != ENOSYS)) {
             return errorOf(result);
         }
-        if (::link(m_name.c_str(), m_target.c_str()) != 0) {
+        if (::linkat(folder, m_name.c_str(), folder, m_target.name(), 0) != 0) {
             return errno;
         }
-        ::unlink(m_name.c_str());
+        ::unlinkat(folder, m_name.c_str(), 0);
         return 0;
     }
 
-    std::string m_target;
+    Where m_target;
     std::string m_name;
     Descriptor m_file;
 };
@@ -190,12 +265,12 @@ std::string followed(const char* path)
     return resolved ? resolved.get() : path;
 }
 
-int copyStaged(int source, const struct stat& status, const std::string& target, bool overwrite)
+int copyStaged(int source, const struct stat& status, const Where& target, bool overwrite)
 {
-    StagedFile staged(target);
-    int error = staged.create();
+    Staged staged(target);
+    int error = staged.createFile();
     if (error == 0) {
-        error = copyContent(source, staged.descriptor());
+        error = copyContent(source, status, staged.descriptor());
     }
     if (error == 0) {
         error = copyProperties(staged.descriptor(), status);
@@ -209,53 +284,139 @@ int copyIntoDevice(int source, const char* path)
     return target ? copyThroughBuffer(source, target.get()) : errno;
 }
 
-int copyOver(int source, const struct stat& status, const char* to, const struct stat& old)
+/// A file that is protected from writing, or is the source itself, is not replaced, and a folder isn't either.
+int refusal(const struct stat& source, const Where& target, const struct stat& old) noexcept
 {
-    if (old.st_dev == status.st_dev && old.st_ino == status.st_ino) {
+    if (old.st_dev == source.st_dev && old.st_ino == source.st_ino) {
         return EBUSY;
     }
     if (S_ISDIR(old.st_mode)) {
         return EISDIR;
     }
-    if (!S_ISREG(old.st_mode)) {
-        return copyIntoDevice(source, to);
-    }
-    // A file that is protected from writing is not replaced either.
-    if (::faccessat(AT_FDCWD, to, W_OK, AT_EACCESS) != 0) {
-        return errno;
-    }
-    return copyStaged(source, status, followed(to), true);
+    return S_ISREG(old.st_mode) ? errorOf(::faccessat(target.folder, target.name(), W_OK, AT_EACCESS)) : 0;
 }
 
-int copyByErrno(const char* from, const char* to, bool overwrite)
+int copyOver(int source, const struct stat& status, const Where& to, const struct stat& old)
+{
+    if (const int error = refusal(status, to, old)) {
+        return error;
+    }
+    if (!S_ISREG(old.st_mode)) {
+        return copyIntoDevice(source, to.name());
+    }
+    return copyStaged(source, status, {to.folder, followed(to.name())}, true);
+}
+
+int copyByErrno(const Where& from, const Where& to, bool overwrite)
 {
     Descriptor source;
     struct stat status
     {};
-    if (const int error = openSource(from, source, status)) {
+    if (const int error = openSource(from, 0, source, status)) {
         return error;
     }
     struct stat old
     {};
-    if (::lstat(to, &old) != 0) {
+    if (::lstat(to.name(), &old) != 0) {
         return errno == ENOENT ? copyStaged(source.get(), status, to, false) : errno;
     }
     if (!overwrite) {
         return EEXIST;
     }
-    if (::stat(to, &old) != 0) {
+    if (::stat(to.name(), &old) != 0) {
         return errno == ENOENT ? copyStaged(source.get(), status, to, true) : errno; // a link to nothing
     }
     return copyOver(source.get(), status, to, old);
+}
+
+int readLink(const Where& link, std::string& text)
+{
+    for (std::size_t size = 256;; size *= 2) {
+        text.resize(size);
+        const ssize_t length = ::readlinkat(link.folder, link.name(), text.data(), size);
+        if (length < 0) {
+            return errno;
+        }
+        if (static_cast<std::size_t>(length) < size) {
+            text.resize(static_cast<std::size_t>(length));
+            return 0;
+        }
+    }
+}
+
+int copyLink(const Where& from, const Where& to, bool overwrite)
+{
+    std::string text;
+    int error = readLink(from, text);
+    Staged staged(to);
+    if (error == 0) {
+        error = staged.createLink(text);
+    }
+    return error != 0 ? error : staged.publish(overwrite);
+}
+
+/// What stands in the target's place itself, links not followed, and whether it may be replaced.
+int checkEntry(const struct stat& source, const Where& to, bool overwrite) noexcept
+{
+    struct stat old
+    {};
+    if (::fstatat(to.folder, to.name(), &old, AT_SYMLINK_NOFOLLOW) != 0) {
+        return errno == ENOENT ? 0 : errno;
+    }
+    if (!overwrite) {
+        return EEXIST;
+    }
+    const bool replaceable = S_ISREG(old.st_mode) || S_ISLNK(old.st_mode) || S_ISDIR(old.st_mode);
+    return replaceable ? refusal(source, to, old) : EEXIST;
+}
+
+int copyEntryByErrno(const Where& from, const Where& to, bool overwrite)
+{
+    Descriptor source;
+    struct stat status
+    {};
+    const int opened = openSource(from, O_NOFOLLOW, source, status);
+    if (opened != 0 && opened != ELOOP) { // which says that it is a link
+        return opened;
+    }
+    if (const int error = checkEntry(status, to, overwrite)) {
+        return error;
+    }
+    return opened != 0 ? copyLink(from, to, overwrite) : copyStaged(source.get(), status, to, overwrite);
+}
+
+SystemError outcome(int error) noexcept
+{
+    errno = error;
+    return error == 0 ? SystemError{} : lastWindowsError();
+}
+
+int inHandOf(const FolderChain& chain) noexcept
+{
+    return chain.inHand().folder.get();
 }
 
 } // namespace
 
 SystemError copyFile(const char* from, const char* to, bool overwrite)
 {
-    const int error = copyByErrno(from, to, overwrite);
-    errno = error;
-    return error == 0 ? SystemError{} : lastWindowsError();
+    return outcome(copyByErrno({AT_FDCWD, from}, {AT_FDCWD, to}, overwrite));
+}
+
+SystemError copyEntry(const FolderChain& from, const FolderChain& to, FolderChain::NameText name,
+                      bool overwrite)
+{
+    return outcome(copyEntryByErrno({inHandOf(from), name}, {inHandOf(to), name}, overwrite));
+}
+
+SystemError copyFolderProperties(const FolderChain& from, const FolderChain& to) noexcept
+{
+    struct stat status
+    {};
+    if (::fstat(inHandOf(from), &status) != 0) {
+        return lastWindowsError();
+    }
+    return outcome(copyProperties(inHandOf(to), status));
 }
 
 } // namespace MorvexA106::Platform
