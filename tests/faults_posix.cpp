@@ -225,6 +225,9 @@ MORVEX_FAULTY(dirent*, readdir, (DIR * folder), , (folder), nullptr)
 MORVEX_FAULTY(DIR*, opendir, (const char* path), , (path), nullptr)
 MORVEX_FAULTY(DIR*, fdopendir, (int file), , (file), nullptr)
 
+MORVEX_FAULTY(ssize_t, getdents64, (int file, void* bytes, std::size_t count), noexcept, (file, bytes, count),
+              -1)
+
 MORVEX_FAULTY(int, fsync, (int file), , (file), -1)
 MORVEX_FAULTY(int, fdatasync, (int file), , (file), -1)
 MORVEX_FAULTY(int, fallocate, (int file, int mode, off_t at, off_t count), , (file, mode, at, count), -1)

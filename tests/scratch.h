@@ -19,12 +19,12 @@ namespace MorvexA106
 class Scratch
 {
 public:
-    Scratch()
+    Scratch() : Scratch(std::filesystem::temp_directory_path()) {}
+    explicit Scratch(const std::filesystem::path& parent)
     {
         std::random_device random;
         do {
-            m_path = std::filesystem::temp_directory_path() /
-                     ("morvex" + std::to_string(random()) + std::to_string(random()));
+            m_path = parent / ("morvex" + std::to_string(random()) + std::to_string(random()));
         } while (!std::filesystem::create_directory(m_path));
     }
     Scratch(const Scratch&) = delete;

@@ -153,6 +153,41 @@ public:
     /// Bytes of a file; 0 for a folder. Throws as `size`.
     static __int64 sizeEx(const SAnsiString& path);
 
+    /// Removes a file, or a folder with all that is in it; nothing when nothing is there. A link is removed itself, at
+    /// the path and anywhere below it, and what it leads to is not touched: not even when others put a link in a
+    /// folder's place meanwhile. The depth of the tree has no limit but the disk's.
+    ///
+    /// As much as possible is removed. The first failure is then thrown as `RemoveTreeFailed`, with the path of the
+    /// entry that it met; that of the folder itself, in the end, as `RemoveFailed`. Entries that others remove
+    /// meanwhile count as removed, and those that they add are removed as well, unless more and more come.
+    ///
+    /// POSIX: the root is refused, with the reason `AccessDenied`. Windows: an entry that is in use or read-only
+    /// stays.
+    static void rremove(const SAnsiString& path);
+
+    /// As `rremove` for all that is in a folder, which itself stays. A link to a folder is no folder here: all that is
+    /// no folder throws `RemoveTreeFailed` with the reason `InvalidArgument`.
+    static void rremoveContent(const SAnsiString& folder);
+
+    /// Bytes of all files in a folder and below it, the folders themselves not counted; as `size` for a file. A link
+    /// counts as itself: its own size, as the system tells it. A file with two names in the tree counts twice. At
+    /// more than 4,294,967,295 bytes it throws `GetSizeFailed` with the reason `SizeLimit`, and the text says "Size of
+    /// file exceeds 4 GBytes."; but a single file is told modulo 4 GiB.
+    ///
+    /// Throws missing, and `GetSizeFailed` when a folder can't be read. What comes or goes meanwhile may be counted or
+    /// not.
+    static unsigned long rsize(const SAnsiString& path);
+
+    /// As `rsize`, without a limit, also for a single file.
+    static __int64 rsizeEx(const SAnsiString& path);
+
+    /// The files in a folder and below it, links and devices among them; 1 for a path that is no folder. No link is
+    /// followed below the path. Throws missing, and `GetAttributesFailed` when a folder can't be read.
+    static unsigned long countFiles(const SAnsiString& path);
+
+    /// As `countFiles`, and the folders as well, but for the one at the path.
+    static unsigned long countAll(const SAnsiString& path);
+
     /// Appends a row for each entry of the folder that matches the pattern (see `SSFileSearch`), without `.`
     /// and `..`. A folder part of the pattern is joined to the folder. Rows that were added before a failure
     /// stay. Throws missing, and `GetAttributesFailed` when the folder can't be read or an entry is gone

@@ -80,7 +80,7 @@ public:
     SFileSysException(const SFileSysException&) noexcept = default;
     SFileSysException& operator=(const SFileSysException&) noexcept = default;
 
-    /// One sentence for a person.
+    /// One sentence for a person; where the size of a file couldn't be determined, the second text follows it.
     virtual SAnsiString toString() const;
 
     /// `toString()`, ":" and the name of the operation.

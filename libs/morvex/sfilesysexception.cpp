@@ -71,6 +71,9 @@ SAnsiString SFileSysException::toString() const
     if (m_code == CopyFailed || m_code == RenameFailed) {
         return SResString::Load(textOf(m_code), m_file, m_secondText, m_reasonText);
     }
+    if (m_code == GetSizeFailed && !m_secondText.isEmpty()) {
+        return SResString::Load(textOf(m_code), m_file, m_reasonText + ".  " + m_secondText);
+    }
     return SResString::Load(textOf(m_code), m_file, m_reasonText);
 }
 

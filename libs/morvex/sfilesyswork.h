@@ -7,8 +7,12 @@
 #include "morvex/sfilesys.h"
 #include "platform/systemerror.h"
 
+#include <string>
+
 namespace MorvexA106
 {
+
+class TreeWalk;
 
 struct SFileSys::Work
 {
@@ -56,6 +60,17 @@ struct SFileSys::Work
 
     static void giveAccess(const SAnsiString& path, int permissions, bool keepExecute);
     static bool hasPermission(const SAnsiString& path, int mask);
+    static bool isLink(const SAnsiString& path);
+
+    /// The path of an entry that is told as from the top of a tree.
+    static SAnsiString pathIn(const SAnsiString& top, const std::string& entry);
+
+    /// Throws the first failure of the walk, with the path of the entry that it met.
+    static void checkTree(const TreeWalk& walk, const SAnsiString& top, Codes code, const char* function);
+
+    static void removeContentOf(const SAnsiString& folder, const char* function);
+    static std::uint64_t sizeOfTree(const SAnsiString& path, std::uint64_t limit, const char* function);
+    static unsigned long count(const SAnsiString& path, bool folders, const char* function);
 
     class TreeCopy;
     class UniqueName;

@@ -1,0 +1,411 @@
+#include "child_posix.h"
+#include "faults_posix.h"
+#include "morvex/sfilesys.h"
+#include "scratch.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <functional>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace MorvexA106;
+namespace fs = std::filesystem;
+
+namespace
+{
+
+SFileSysException thrownBy(const std::function<void()>& operation)
+{
+    return failureOf<SFileSysException>(operation);
+}
+
+bool isThere(const std::string& path)
+{
+    return fs::symlink_status(path).type() != fs::file_type::not_found;
+}
+
+/// Where removing a folder costs no wait for a disk, if there is such a place.
+fs::path inMemory()
+{
+    return ::access("/dev/shm", R_OK | W_OK | X_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path();
+}
+
+/// A folder outside of every tree, that must stay whole.
+void putVictim(const Scratch& scratch)
+{
+    fs::create_directories(scratch / "victim/inner");
+    putFile(scratch / "victim/file", "text");
+    putFile(scratch / "victim/inner/file", "text");
+}
+
+void expectVictimWhole(const Scratch& scratch)
+{
+    EXPECT_EQ(contentOf(scratch / "victim/file"), "text");
+    EXPECT_EQ(contentOf(scratch / "victim/inner/file"), "text");
+}
+
+/// Links out of the tree, into circles and to nowhere: six, beside one folder and two files.
+void putTreeOfLinks(const Scratch& scratch)
+{
+    fs::create_directories(scratch / "tree/sub");
+    putFile(scratch / "tree/file", "12345");
+    putFile(scratch / "tree/sub/file", "123");
+    fs::create_symlink("../victim", scratch / "tree/out");
+    fs::create_symlink("../victim/file", scratch / "tree/outFile");
+    fs::create_symlink("..", scratch / "tree/sub/up");
+    fs::create_symlink("../sub", scratch / "tree/sub/self");
+    fs::create_symlink("loop", scratch / "tree/loop");
+    fs::create_symlink("nowhere", scratch / "tree/dangling");
+}
+
+/// Folders of this name one in the other, and a file in the last.
+void putDeepTree(const std::string& top, const std::string& name, int depth)
+{
+    fs::create_directory(top);
+    int folder = ::open(top.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (int i = 0; i < depth; ++i) {
+        ASSERT_EQ(::mkdirat(folder, name.c_str(), 0777), 0);
+        const int next = ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ::close(folder);
+        folder = next;
+        ASSERT_GE(folder, 0);
+    }
+    const int file = ::openat(folder, "file", O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    EXPECT_EQ(::write(file, "text", 4), 4);
+    ::close(file);
+    ::close(folder);
+}
+
+} // namespace
+
+TEST(SFileSysTreePosix, LinksAreEntriesLikeFilesAndNeverFollowed)
+{
+    const Scratch scratch;
+    putVictim(scratch);
+    putTreeOfLinks(scratch);
+    const SAnsiString tree = scratch.path("tree");
+    EXPECT_EQ(SFileSys::countFiles(tree), 8U);
+    EXPECT_EQ(SFileSys::countAll(tree), 9U);
+    const std::size_t texts = std::string("../victim"
+                                          "../victim/file"
+                                          ".."
+                                          "../sub"
+                                          "loop"
+                                          "nowhere")
+                                  .size();
+    EXPECT_EQ(SFileSys::rsizeEx(tree), static_cast<__int64>(5 + 3 + texts));
+    SFileSys::rremove(tree);
+    EXPECT_FALSE(isThere(scratch / "tree"));
+    expectVictimWhole(scratch);
+}
+
+TEST(SFileSysTreePosix, LinkAtThePathIsRemovedAndWhatItLeadsToIsNot)
+{
+    const Scratch scratch;
+    putVictim(scratch);
+    const std::pair<const char*, const char*> links[] = {{"victim", "link"},
+                                                         {"victim", "link/"},
+                                                         {"victim/file", "link"},
+                                                         {"nowhere", "link"},
+                                                         {"link", "link"}};
+    for (const auto& [target, path] : links) {
+        SCOPED_TRACE(std::string(path) + " to " + target);
+        fs::create_symlink(target, scratch / "link");
+        const SFileSysException failure = thrownBy([&] { SFileSys::rremoveContent(scratch.path(path)); });
+        EXPECT_EQ(failure.ErrCode(), SFileSysException::RemoveTreeFailed);
+        EXPECT_EQ(failure.ErrReason(), SFileSysException::InvalidArgument);
+        EXPECT_TRUE(isThere(scratch / "link"));
+        SFileSys::rremove(scratch.path(path));
+        EXPECT_FALSE(isThere(scratch / "link"));
+        expectVictimWhole(scratch);
+    }
+    fs::create_symlink("victim", scratch / "link");
+    EXPECT_EQ(SFileSys::countAll(scratch.path("link")), 3U) << "what only reads follows the path";
+    EXPECT_EQ(SFileSys::rsize(scratch.path("link/")), 8U);
+}
+
+TEST(SFileSysTreePosix, RootIsNotEmptied)
+{
+    const Scratch scratch; // a root that may be lost
+    putFile(scratch / "file", "text");
+    if (::getuid() != 0) {
+        GTEST_SKIP() << "only root may change the root";
+    }
+    const int result = inChild([&] {
+        if (::chroot(scratch.root()) != 0 || ::chdir("/") != 0) {
+            return 1;
+        }
+        for (const char* root : {"/", "//", "..", "/.."}) {
+            for (const auto operation : {&SFileSys::rremove, &SFileSys::rremoveContent}) {
+                const SFileSysException failure = thrownBy([&] { operation(root); });
+                if (failure.ErrCode() != SFileSysException::RemoveTreeFailed ||
+                    failure.ErrReason() != SFileSysException::AccessDenied) {
+                    return 2;
+                }
+            }
+        }
+        return 0;
+    });
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(contentOf(scratch / "file"), "text");
+}
+
+TEST(SFileSysTreePosix, NamesMayHaveAnyBytes)
+{
+    const Scratch scratch;
+    const std::string names[] = {"new\nline",   "not utf8 \xFF\xFE",  "...", ".. ", "*",
+                                 "back\\slash", std::string(255, 'n')};
+    fs::create_directory(scratch / "tree");
+    for (const std::string& name : names) {
+        fs::create_directory(scratch / "tree/" + name);
+        for (const std::string& inner : names) {
+            putFile(scratch / "tree/" + name + "/" + inner, "x");
+        }
+    }
+    EXPECT_EQ(SFileSys::countAll(scratch.path("tree")), 7U + 49U);
+    EXPECT_EQ(SFileSys::rsize(scratch.path("tree")), 49U);
+    SFileSys::rremove(scratch.path("tree"));
+    EXPECT_FALSE(isThere(scratch / "tree"));
+}
+
+TEST(SFileSysTreePosix, GoesAsDeepAsTheDiskDoes)
+{
+    struct Row
+    {
+        std::string name;
+        int depth;
+    };
+    const Row rows[] = {{"d", 3000}, {std::string(255, 'n'), 200}, {std::string(250, 'n'), 15}};
+    for (const auto& [name, depth] : rows) {
+        SCOPED_TRACE(std::to_string(depth) + " folders with names of " + std::to_string(name.size()));
+        const Scratch scratch(inMemory());
+        putDeepTree(scratch / "tree", name, depth);
+        EXPECT_EQ(SFileSys::countAll(scratch.path("tree")), static_cast<unsigned long>(depth) + 1);
+        EXPECT_EQ(SFileSys::rsize(scratch.path("tree")), 4U);
+        SFileSys::rremove(scratch.path("tree"));
+        EXPECT_FALSE(isThere(scratch / "tree"));
+    }
+}
+
+TEST(SFileSysTreePosix, GetsAlongWithFewDescriptors)
+{
+    const Scratch scratch(inMemory());
+    putDeepTree(scratch / "tree", "d", 100);
+    const int result = inChild([&] {
+        const rlimit few{Faults::openDescriptors() + 4UL, 1024};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+        if (SFileSys::countAll(scratch.path("tree")) != 101) {
+            return 1;
+        }
+        SFileSys::rremove(scratch.path("tree"));
+        return 0;
+    });
+    EXPECT_EQ(result, 0);
+    EXPECT_FALSE(isThere(scratch / "tree"));
+}
+
+TEST(SFileSysTreePosix, WhatMayNotBeRemovedIsNamedAfterTheRestIsGone)
+{
+    const Scratch scratch;
+    fs::create_directories(scratch / "tree/a/locked/kept");
+    fs::create_directories(scratch / "tree/unreadable");
+    fs::create_directories(scratch / "tree/b/c");
+    putFile(scratch / "tree/a/file", "text");
+    putFile(scratch / "tree/b/file", "text");
+    if (::getuid() == 0) {
+        constexpr uid_t nobody = 65534;
+        for (const char* folder : {"", "tree", "tree/a", "tree/b", "tree/b/c", "tree/unreadable"}) {
+            ASSERT_EQ(::chown((scratch / folder).c_str(), nobody, nobody), 0);
+        }
+    } else {
+        ASSERT_EQ(::chmod((scratch / "tree/a/locked").c_str(), 0500), 0);
+    }
+    ASSERT_EQ(::chmod((scratch / "tree/unreadable").c_str(), 0), 0);
+    const int result = inChild([&] {
+        if (!dropPrivileges()) {
+            return 1;
+        }
+        const SFileSysException uncounted = thrownBy([&] { SFileSys::countAll(scratch.path("tree")); });
+        if (uncounted.ErrCode() != SFileSysException::GetAttributesFailed ||
+            uncounted.ErrReason() != SFileSysException::AccessDenied) {
+            return 2;
+        }
+        const SFileSysException failure = thrownBy([&] { SFileSys::rremove(scratch.path("tree")); });
+        if (failure.ErrCode() != SFileSysException::RemoveTreeFailed ||
+            failure.ErrReason() != SFileSysException::AccessDenied) {
+            return 3;
+        }
+        const std::string entry = scratch / "tree/a/locked/kept in a file system operation";
+        return failure.toString().view().find(entry) != std::string::npos ? 0 : 4;
+    });
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(isThere(scratch / "tree/a/locked/kept"));
+    for (const char* path : {"tree/a/file", "tree/b", "tree/unreadable"}) {
+        EXPECT_FALSE(isThere(scratch / path)) << path << ", be it unreadable, can be removed";
+    }
+    ::chmod((scratch / "tree/a/locked").c_str(), 0700);
+}
+
+TEST(SFileSysTreePosix, FolderThatIsSwappedForALinkNeverLeadsOut)
+{
+    const Scratch scratch(inMemory());
+    putVictim(scratch);
+    std::jthread swapper([&](const std::stop_token& done) {
+        const std::string folder = scratch / "tree/sub";
+        const std::string link = scratch / "link";
+        while (!done.stop_requested()) {
+            ::renameat2(AT_FDCWD, folder.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
+        }
+    });
+    for (int round = 0; round < 500; ++round) {
+        std::error_code swapped;
+        fs::create_directories(scratch / "tree/sub/a/b", swapped);
+        fs::create_symlink("victim", scratch / "link", swapped);
+        try {
+            static_cast<void>(SFileSys::rsizeEx(scratch.path("tree")));
+            SFileSys::rremove(scratch.path("tree"));
+        } catch (const SFileSysException&) {
+            // the swapper may be faster; what counts is the victim
+        }
+        ASSERT_TRUE(isThere(scratch / "victim/inner/file")) << "round " << round;
+    }
+    swapper = {};
+    expectVictimWhole(scratch);
+}
+
+TEST(SFileSysTreePosix, FolderThatIsMovedAwayMeanwhileNeverLeadsOut)
+{
+    const Scratch scratch(inMemory());
+    putVictim(scratch);
+    std::atomic<int> now = 0;
+    std::jthread mover([&](const std::stop_token& done) {
+        while (!done.stop_requested()) {
+            const std::string number = std::to_string(now);
+            const std::string inside = scratch / ("tree" + number + "/d/d/d/d");
+            const std::string outside = scratch / ("victim/guest" + number);
+            ::rename(inside.c_str(), outside.c_str());
+            ::rename(outside.c_str(), inside.c_str());
+        }
+    });
+    for (int round = 0; round < 50; ++round) {
+        const std::string tree = scratch / ("tree" + std::to_string(round));
+        putDeepTree(tree, "d", 60); // deeper than what is kept open
+        now = round;
+        try {
+            SFileSys::rremove(tree.c_str());
+        } catch (const SFileSysException&) {
+            // what was moved away while it was in hand is told, and left where it is
+        }
+        ASSERT_TRUE(isThere(scratch / "victim/inner/file")) << "round " << round;
+    }
+    mover = {};
+    expectVictimWhole(scratch);
+}
+
+TEST(SFileSysTreePosix, EntriesThatComeAndGoAreNoFailure)
+{
+    const Scratch scratch;
+    fs::create_directories(scratch / "tree/busy");
+    for (int i = 0; i < 200; ++i) {
+        putFile(scratch / "tree/busy/kept" + std::to_string(i), "x");
+    }
+    std::jthread comer([&](const std::stop_token& done) {
+        while (!done.stop_requested()) {
+            const std::string folder = scratch / "tree/busy/coming";
+            ::mkdir(folder.c_str(), 0777);
+            putFile(scratch / "tree/busy/going", "x");
+            ::rmdir(folder.c_str());
+            ::unlink((scratch / "tree/busy/going").c_str());
+        }
+    });
+    for (int round = 0; round < 100; ++round) {
+        EXPECT_NO_THROW(EXPECT_GE(SFileSys::countFiles(scratch.path("tree")), 200U));
+        EXPECT_NO_THROW(EXPECT_GE(SFileSys::rsizeEx(scratch.path("tree")), 200));
+    }
+    comer = {};
+}
+
+TEST(SFileSysTreePosix, ManyRemoveTheSameTreeWithoutAFailure)
+{
+    const Scratch scratch(inMemory());
+    for (int round = 0; round < 20; ++round) {
+        for (int i = 0; i < 50; ++i) {
+            fs::create_directories(scratch / ("tree/" + std::to_string(i) + "/a/b"));
+            putFile(scratch / ("tree/" + std::to_string(i) + "/file"), "text");
+        }
+        std::vector<std::jthread> removers;
+        for (int i = 0; i < 3; ++i) {
+            removers.emplace_back([&] { EXPECT_NO_THROW(SFileSys::rremove(scratch.path("tree"))); });
+        }
+        removers.clear();
+        EXPECT_FALSE(isThere(scratch / "tree"));
+    }
+}
+
+TEST(SFileSysTreePosix, EachFailedCallIsReportedAndNothingLeaks)
+{
+    struct Row
+    {
+        const char* operation;
+        std::function<__int64(const SAnsiString& tree)> act;
+        std::function<bool(__int64 result, const std::string& tree)> isRight;
+    };
+    const auto isTold = [](__int64 told) {
+        return [told](__int64 result, const std::string&) { return result == told; };
+    };
+    const Row rows[] = {
+        {"rremove",
+         [](const SAnsiString& tree) {
+             SFileSys::rremove(tree);
+             return 0;
+         },
+         [](__int64, const std::string& tree) { return !isThere(tree); }},
+        {"rremoveContent",
+         [](const SAnsiString& tree) {
+             SFileSys::rremoveContent(tree);
+             return 0;
+         },
+         [](__int64, const std::string& tree) { return fs::is_empty(tree); }},
+        {"rsizeEx", [](const SAnsiString& tree) { return SFileSys::rsizeEx(tree); }, isTold(12)},
+        {"countAll", [](const SAnsiString& tree) { return static_cast<__int64>(SFileSys::countAll(tree)); },
+         isTold(6)},
+    };
+    for (const Row& row : rows) {
+        for (const int error : {EIO, ENOMEM, EMFILE}) {
+            SCOPED_TRACE(std::string(row.operation) + " with error " + std::to_string(error));
+            const unsigned calls = Faults::eachCall({.error = error}, [&](Faults::Injection& injection) {
+                const Scratch scratch(inMemory());
+                fs::create_directories(scratch / "tree/a/b");
+                for (const char* name : {"tree/a/x", "tree/a/b/y", "tree/z"}) {
+                    putFile(scratch / name, "text");
+                }
+                fs::create_directory(scratch / "tree/empty");
+                const SAnsiString tree = scratch.path("tree");
+                const unsigned before = Faults::openDescriptors();
+                __int64 result = 0;
+                bool thrown = false;
+                injection.arm();
+                try {
+                    result = row.act(tree);
+                } catch (const SFileSysException&) {
+                    thrown = true;
+                }
+                injection.disarm();
+                EXPECT_TRUE(thrown ? injection.happened() : row.isRight(result, tree.getString()))
+                    << injection.call();
+                EXPECT_EQ(Faults::openDescriptors(), before) << injection.call();
+            });
+            EXPECT_GT(calls, 10U);
+        }
+    }
+}
