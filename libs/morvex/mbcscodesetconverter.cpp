@@ -5,6 +5,8 @@
 #include "morvex/codepages.h"
 #include "morvex/textbuilder.h"
 #include "morvex/utfconverter.h"
+#include "morvex/utfkernels.h"
+#include "platform/text.h"
 
 #include <cstdint>
 #include <cstring>
@@ -31,8 +33,25 @@ SQCAString wideOf(const SAnsiString& text)
     return wide.copyFrom(text.getString()) ? wide : SQCAString(unknown);
 }
 
+/// Whether the locale has the same bytes for the same characters.
+bool isNativeAlready(std::string_view utf8) noexcept
+{
+    const auto locale = Platform::LocaleText::current();
+    if (!locale.isUtf8() && !locale.isAscii()) {
+        return false;
+    }
+    const auto* const begin = reinterpret_cast<const unsigned char*>(utf8.data());
+    const UtfKernels::Counted counted = UtfKernels::countUtf8(begin, begin + utf8.size());
+    const bool isWhole = counted.stop == begin + utf8.size();
+    return isWhole && (locale.isUtf8() || counted.characters == utf8.size());
+}
+
 SAnsiString fromUtf8(const char* text)
 {
+    const std::string_view bytes(text != nullptr ? text : "");
+    if (isNativeAlready(bytes)) {
+        return SAnsiString(bytes);
+    }
     SQCAString wide;
     if (CUTFConverter::UTF8ToUTF16(reinterpret_cast<const unsigned char*>(text), wide)) {
         return nativeOf(wide);
