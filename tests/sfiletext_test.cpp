@@ -1,10 +1,13 @@
 #include "morvex/sfile.h"
 
+#include "morvex/mbcscodesetconverter.h"
+
 #include "locales.h"
 #include "scratch.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <iterator>
 #include <random>
@@ -33,6 +36,17 @@ std::vector<std::string> linesOf(const std::string& path)
     return lines;
 }
 
+/// Into one string; what was copied from it is kept.
+std::vector<SAnsiString> linesByOneString(const std::string& path)
+{
+    SFile file(path.c_str(), SFile::readOnly, usual, SFile::denyNothing);
+    std::vector<SAnsiString> lines;
+    for (SAnsiString line("before"); file.readLine(line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 /// A line as reading byte by byte gives it.
 std::string lineByBytes(SFile& file)
 {
@@ -43,7 +57,8 @@ std::string lineByBytes(SFile& file)
             line += byte;
         }
     }
-    return line.c_str();
+    return std::string(
+        MBCSCodesetConverter::ExplicitCodesetToT(line.c_str(), MBCSCodesetConverter::UTF8).view());
 }
 
 void append(const std::string& path, const std::string& bytes)
@@ -53,12 +68,13 @@ void append(const std::string& path, const std::string& bytes)
 
 std::string randomBytes(std::mt19937& random, std::size_t size)
 {
-    static const std::string alphabet = std::string("abcdefghijklmno\r\n\n\n\0", 20);
-    const bool longLines = random() % 4 == 0;
-    std::string bytes(size, 'x');
-    for (char& byte : bytes) {
-        const char picked = alphabet[random() % alphabet.size()];
-        byte = longLines && random() % 1000 != 0 ? 'x' : picked;
+    // whole characters, a part of one, and bytes that are none
+    static const std::string pieces[] = {"\n",   "\n",  "\n", "\r", {'\0'}, "\xC3\xBC", "\xF0\x9F\x98\x80",
+                                         "\xE3", "\xC0"};
+    const unsigned rarity = 1 << random() % 12;
+    std::string bytes;
+    while (bytes.size() < size) {
+        bytes += random() % rarity == 0 ? pieces[random() % std::size(pieces)] : "x";
     }
     return bytes;
 }
@@ -95,6 +111,8 @@ TEST(SFileText, LinesEndAtTheLineEndAndLoseEveryCarriageReturn)
         SCOPED_TRACE(row.name);
         putFile(scratch / "a", row.content);
         EXPECT_EQ(linesOf(scratch / "a"), row.lines);
+        const std::vector<SAnsiString> again = linesByOneString(scratch / "a");
+        EXPECT_TRUE(std::ranges::equal(again, row.lines, {}, &SAnsiString::view));
     }
 }
 
@@ -227,6 +245,7 @@ TEST(SFileText, LinesReadAheadAreThoseOfReadingByteByByte)
     };
     const Scratch scratch;
     for (int round = 0; round < 10; ++round) {
+        const LocaleInForce locale(round % 2 == 0 ? std::vector{"C"} : std::vector{"C.UTF-8", "C"});
         const std::string content = randomBytes(random, random() % 20000);
         putFile(scratch / "ahead", content);
         putFile(scratch / "bytes", content);

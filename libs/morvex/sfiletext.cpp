@@ -1,8 +1,11 @@
 #include "morvex/checks.h"
 #include "morvex/mbcscodesetconverter.h"
 #include "morvex/sfile.h"
+#include "morvex/textbuilder.h"
+#include "morvex/utfkernels.h"
 #include "platform/file.h"
 #include "platform/systemerror.h"
+#include "platform/text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +13,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace MorvexA106
 {
@@ -41,6 +45,17 @@ Block makeBlock(__int64 bytes) noexcept
 SAnsiString textOf(const char* terminated)
 {
     return MBCSCodesetConverter::ExplicitCodesetToT(terminated, MBCSCodesetConverter::UTF8);
+}
+
+void setText(SAnsiString& line, const char* bytes, std::size_t n)
+{
+    if (n == 0) {
+        line.empty();
+        return;
+    }
+    TextBuilder<char, 0> builder(std::move(line), n);
+    std::memcpy(builder.extend(n), bytes, n);
+    line = builder.take();
 }
 
 /// Of bytes that aren't needed any more, with room for a terminator behind them.
@@ -100,23 +115,44 @@ SAnsiString SFile::readString()
 
 SAnsiString SFile::readLine()
 {
+    SAnsiString line;
+    static_cast<void>(readLine(line));
+    return line;
+}
+
+bool SFile::readLine(SAnsiString& line)
+{
     requireOpen(SFileException::ReadFailed);
-    if (unread() != 0) {
-        char* const begin = m_ahead.get() + m_aheadNext;
-        auto* const end = static_cast<char*>(std::memchr(begin, '\n', unread()));
-        if (end != nullptr) {
-            m_aheadNext = static_cast<unsigned>(end + 1 - m_ahead.get());
-            return textOfLine(begin, end);
-        }
+    char* const begin = m_ahead.get() + m_aheadNext;
+    auto* const end = unread() != 0 ? static_cast<char*>(std::memchr(begin, '\n', unread())) : nullptr;
+    if (end == nullptr) {
+        return readLongLine(line);
     }
+    m_aheadNext = static_cast<unsigned>(end + 1 - m_ahead.get());
+    if (isPlain(end)) {
+        setText(line, begin, static_cast<std::size_t>(end - begin));
+    } else {
+        line = textOfLine(begin, end);
+    }
+    return true;
+}
+
+/// One that is not in the block, or only its beginning is.
+bool SFile::readLongLine(SAnsiString& line)
+{
+    line.empty();
     const Extent extent = measure();
-    Line line(extent.end - extent.position);
+    if (extent.position >= extent.end) {
+        return false;
+    }
+    Line parts(extent.end - extent.position);
     try {
-        collect(line);
+        collect(parts);
     } catch (const std::bad_alloc&) {
         failToReadText(SFileException::OutOfMemory, noMemoryText());
     }
-    return line.text();
+    line = parts.text();
+    return true;
 }
 
 int SFile::writeString(const SAnsiString& text)
@@ -179,6 +215,32 @@ void SFile::readAhead()
     const unsigned count = readText(m_ahead.get(), m_aheadEnd == 0 ? firstReadAhead : readAheadSize);
     m_aheadNext = 0;
     m_aheadEnd = count;
+    findPlainText();
+}
+
+/// One look at the whole block costs less than a look at each of its lines.
+void SFile::findPlainText() noexcept
+{
+    const char* const begin = m_ahead.get();
+    const char* end = begin + m_aheadEnd;
+    for (const char special : {'\0', '\r'}) {
+        const void* const found = std::memchr(begin, special, static_cast<std::size_t>(end - begin));
+        end = found != nullptr ? static_cast<const char*>(found) : end;
+    }
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(begin);
+    const auto counted = UtfKernels::countUtf8(bytes, bytes + (end - begin));
+    m_plainEnd = static_cast<unsigned>(counted.stop - bytes);
+    m_plainIsAscii = counted.characters == m_plainEnd;
+}
+
+/// Whether the bytes of a line that ends there are its text.
+bool SFile::isPlain(const char* end) const noexcept
+{
+    if (end > m_ahead.get() + m_plainEnd) {
+        return false;
+    }
+    const auto locale = Platform::LocaleText::current();
+    return locale.isUtf8() || (m_plainIsAscii && locale.isAscii());
 }
 
 void SFile::collect(Line& line)

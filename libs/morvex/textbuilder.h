@@ -24,6 +24,17 @@ public:
     /// Begins with an empty private buffer of capacity `units` + 33.
     explicit TextBuilder(std::uint64_t units) { Base::allocBuffer(units + 1); }
 
+    /// Begins anew, with room for `units` units, in the memory of a string if nobody shares that.
+    TextBuilder(Base&& used, std::uint64_t units) : Base(std::move(used))
+    {
+        if (Base::m_buffer->m_refCount.load(std::memory_order_acquire) == 1) {
+            Base::terminateBuffer(0);
+        } else {
+            Base::releaseBuffer();
+            Base::allocBuffer(units + 1);
+        }
+    }
+
     /// Appends `units` units of undefined content, to be filled by the caller; null for none. What was returned
     /// before is no longer valid.
     T* extend(std::uint64_t units) { return Base::concatAllocHelper(units); }
