@@ -393,20 +393,6 @@ TEST(SFileSysPosix, FilesWhoseSizeIsNotToldAreCopiedWhole)
     EXPECT_EQ(contentOf(scratch / "a"), contentOf("/proc/self/limits"));
 }
 
-TEST(SFileSysPosix, CopyOfATreeWithALinkToItsTopEndsAndReports)
-{
-    const Scratch scratch;
-    fs::create_directories(scratch / "from/sub");
-    putFile(scratch / "from/sub/file", "text");
-    fs::create_symlink("..", scratch / "from/sub/up");
-    const SFileSysException failure =
-        thrownBy([&] { SFileSys::copyFile(scratch.path("from"), scratch.path("to"), false); });
-    EXPECT_EQ(failure.ErrCode(), SFileSysException::CopyFailed);
-    EXPECT_EQ(contentOf(scratch / "to/sub/file"), "text");
-    EXPECT_EQ(namesIn(scratch / "to"), (std::set<std::string>{"sub"}));
-    EXPECT_EQ(namesIn(scratch / "to/sub"), (std::set<std::string>{"file"}));
-}
-
 TEST(SFileSysPosix, CurrentFolderMayHaveALongPathOrBeGone)
 {
     const Scratch scratch;

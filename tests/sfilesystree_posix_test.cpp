@@ -68,6 +68,22 @@ void putTreeOfLinks(const Scratch& scratch)
     fs::create_symlink("nowhere", scratch / "tree/dangling");
 }
 
+/// A file that was begun for a copy, or does not have the content of its source.
+bool holdsHalfFile(const std::string& copy)
+{
+    if (!isThere(copy)) {
+        return false;
+    }
+    for (const auto& entry : fs::recursive_directory_iterator(copy)) {
+        const std::string name = entry.path().filename();
+        if (name.starts_with(".morvex-") ||
+            (entry.symlink_status().type() == fs::file_type::regular && contentOf(entry.path()) != "text")) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Folders of this name one in the other, and a file in the last.
 void putDeepTree(const std::string& top, const std::string& name, int depth)
 {
@@ -192,8 +208,12 @@ TEST(SFileSysTreePosix, GoesAsDeepAsTheDiskDoes)
         putDeepTree(scratch / "tree", name, depth);
         EXPECT_EQ(SFileSys::countAll(scratch.path("tree")), static_cast<unsigned long>(depth) + 1);
         EXPECT_EQ(SFileSys::rsize(scratch.path("tree")), 4U);
-        SFileSys::rremove(scratch.path("tree"));
-        EXPECT_FALSE(isThere(scratch / "tree"));
+        SFileSys::copyFile(scratch.path("tree"), scratch.path("copy"), false);
+        EXPECT_EQ(SFileSys::rsize(scratch.path("copy")), 4U);
+        for (const char* top : {"tree", "copy"}) {
+            SFileSys::rremove(scratch.path(top));
+            EXPECT_FALSE(isThere(scratch / top));
+        }
     }
 }
 
@@ -202,16 +222,18 @@ TEST(SFileSysTreePosix, GetsAlongWithFewDescriptors)
     const Scratch scratch(inMemory());
     putDeepTree(scratch / "tree", "d", 100);
     const int result = inChild([&] {
-        const rlimit few{Faults::openDescriptors() + 4UL, 1024};
+        const rlimit few{Faults::openDescriptors() + 8UL, 1024};
         ::setrlimit(RLIMIT_NOFILE, &few);
         if (SFileSys::countAll(scratch.path("tree")) != 101) {
             return 1;
         }
+        SFileSys::copyFile(scratch.path("tree"), scratch.path("copy"), false);
         SFileSys::rremove(scratch.path("tree"));
         return 0;
     });
     EXPECT_EQ(result, 0);
     EXPECT_FALSE(isThere(scratch / "tree"));
+    EXPECT_EQ(SFileSys::countAll(scratch.path("copy")), 101U);
 }
 
 TEST(SFileSysTreePosix, WhatMayNotBeRemovedIsNamedAfterTheRestIsGone)
@@ -352,6 +374,111 @@ TEST(SFileSysTreePosix, ManyRemoveTheSameTreeWithoutAFailure)
     }
 }
 
+TEST(SFileSysTreePosix, LinksAreCopiedAsLinks)
+{
+    const Scratch scratch;
+    putVictim(scratch);
+    putTreeOfLinks(scratch);
+    SFileSys::copyFile(scratch.path("tree"), scratch.path("copy"), false);
+    for (const auto& [link, target] : {std::pair{"out", "../victim"},
+                                       {"outFile", "../victim/file"},
+                                       {"sub/up", ".."},
+                                       {"loop", "loop"},
+                                       {"dangling", "nowhere"}}) {
+        EXPECT_EQ(fs::read_symlink(scratch / ("copy/" + std::string(link))), target);
+    }
+    EXPECT_EQ(contentOf(scratch / "copy/sub/file"), "123");
+    EXPECT_EQ(SFileSys::countAll(scratch.path("copy")), 9U);
+
+    EXPECT_THROW(SFileSys::copyFile(scratch.path("tree"), scratch.path("copy"), false), SFileSysException);
+    EXPECT_NO_THROW(SFileSys::copyFile(scratch.path("tree"), scratch.path("copy"), true));
+    EXPECT_EQ(SFileSys::countAll(scratch.path("copy")), 9U);
+    expectVictimWhole(scratch);
+}
+
+TEST(SFileSysTreePosix, LinksInTheTargetLeadNoCopyAway)
+{
+    const Scratch scratch;
+    putVictim(scratch);
+    fs::create_directories(scratch / "tree/inner");
+    putFile(scratch / "tree/inner/file", "new");
+    putFile(scratch / "tree/file", "new");
+    fs::create_directory(scratch / "copy");
+    fs::create_symlink("../victim/inner", scratch / "copy/inner");
+    fs::create_symlink("../victim/file", scratch / "copy/file");
+    const SFileSysException failure =
+        thrownBy([&] { SFileSys::copyFile(scratch.path("tree"), scratch.path("copy"), true); });
+    EXPECT_EQ(failure.ErrCode(), SFileSysException::CopyFailed);
+    EXPECT_EQ(failure.toString().view().find("Failed to copy the file " + (scratch / "tree/inner to ") +
+                                             (scratch / "copy/inner ")),
+              0U)
+        << failure.toString().view();
+    EXPECT_EQ(contentOf(scratch / "copy/file"), "new");
+    EXPECT_FALSE(fs::is_symlink(scratch / "copy/file"));
+    expectVictimWhole(scratch);
+}
+
+TEST(SFileSysTreePosix, CopiedFoldersKeepTheirPermissionsAndTimes)
+{
+    const Scratch scratch;
+    fs::create_directories(scratch / "tree/private");
+    putFile(scratch / "tree/private/file", "text");
+    const timespec times[] = {{1000, 0}, {86400, 123456789}};
+    ASSERT_EQ(::chmod((scratch / "tree").c_str(), 0750), 0);
+    ASSERT_EQ(::chmod((scratch / "tree/private").c_str(), 0500), 0);
+    ASSERT_EQ(::utimensat(AT_FDCWD, (scratch / "tree/private").c_str(), times, 0), 0);
+    const mode_t before = ::umask(077);
+    SFileSys::copyFile(scratch.path("tree"), scratch.path("x/copy"), false);
+    ::umask(before);
+    struct stat status
+    {};
+    ASSERT_EQ(::stat((scratch / "x/copy").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0750U);
+    ASSERT_EQ(::stat((scratch / "x/copy/private").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0500U);
+    EXPECT_EQ(status.st_mtim.tv_sec, 86400);
+    EXPECT_EQ(status.st_mtim.tv_nsec, 123456789);
+    for (const char* folder : {"tree/private", "x/copy/private"}) {
+        ::chmod((scratch / folder).c_str(), 0700);
+    }
+}
+
+TEST(SFileSysTreePosix, WhatIsSpecialIsNotCopiedAndTheRestIs)
+{
+    const Scratch scratch;
+    fs::create_directory(scratch / "tree");
+    ASSERT_EQ(::mkfifo((scratch / "tree/pipe").c_str(), 0666), 0);
+    putFile(scratch / "tree/file", "text");
+    const SFileSysException failure =
+        thrownBy([&] { SFileSys::copyFile(scratch.path("tree"), scratch.path("copy"), false); });
+    EXPECT_EQ(failure.ErrReason(), SFileSysException::InvalidArgument);
+    EXPECT_EQ(contentOf(scratch / "copy/file"), "text");
+    EXPECT_FALSE(isThere(scratch / "copy/pipe"));
+}
+
+TEST(SFileSysTreePosix, HolesAreCopiedAsHoles)
+{
+    const Scratch scratch;
+    constexpr off_t size = off_t{20} << 30;
+    const int file = ::open((scratch / "a").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    for (const off_t at : {off_t{0}, size / 2, size / 2 + 1}) {
+        EXPECT_EQ(::pwrite(file, "text", 4, at), 4);
+    }
+    EXPECT_EQ(::ftruncate(file, size), 0);
+    ::close(file);
+    SFileSys::copyFile(scratch.path("a"), scratch.path("b"), false);
+    struct stat status
+    {};
+    ASSERT_EQ(::stat((scratch / "b").c_str(), &status), 0);
+    EXPECT_EQ(status.st_size, size);
+    EXPECT_LT(status.st_blocks, 1000);
+    char bytes[6] = {};
+    const int copy = ::open((scratch / "b").c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(::pread(copy, bytes, 5, size / 2), 5);
+    ::close(copy);
+    EXPECT_STREQ(bytes, "ttext");
+}
+
 TEST(SFileSysTreePosix, EachFailedCallIsReportedAndNothingLeaks)
 {
     struct Row
@@ -376,9 +503,19 @@ TEST(SFileSysTreePosix, EachFailedCallIsReportedAndNothingLeaks)
              return 0;
          },
          [](__int64, const std::string& tree) { return fs::is_empty(tree); }},
-        {"rsizeEx", [](const SAnsiString& tree) { return SFileSys::rsizeEx(tree); }, isTold(12)},
+        {"copyFile",
+         [](const SAnsiString& tree) {
+             SFileSys::copyFile(tree, tree + "copy", false);
+             return 0;
+         },
+         [](__int64, const std::string& tree) {
+             return contentOf(tree + "copy/a/x") == "text" && contentOf(tree + "copy/a/b/y") == "text" &&
+                    contentOf(tree + "copy/z") == "text" && fs::is_directory(tree + "copy/empty") &&
+                    fs::is_symlink(tree + "copy/link");
+         }},
+        {"rsizeEx", [](const SAnsiString& tree) { return SFileSys::rsizeEx(tree); }, isTold(12 + 7)},
         {"countAll", [](const SAnsiString& tree) { return static_cast<__int64>(SFileSys::countAll(tree)); },
-         isTold(6)},
+         isTold(7)},
     };
     for (const Row& row : rows) {
         for (const int error : {EIO, ENOMEM, EMFILE}) {
@@ -390,6 +527,7 @@ TEST(SFileSysTreePosix, EachFailedCallIsReportedAndNothingLeaks)
                     putFile(scratch / name, "text");
                 }
                 fs::create_directory(scratch / "tree/empty");
+                fs::create_symlink("nowhere", scratch / "tree/link");
                 const SAnsiString tree = scratch.path("tree");
                 const unsigned before = Faults::openDescriptors();
                 __int64 result = 0;
@@ -404,6 +542,7 @@ TEST(SFileSysTreePosix, EachFailedCallIsReportedAndNothingLeaks)
                 EXPECT_TRUE(thrown ? injection.happened() : row.isRight(result, tree.getString()))
                     << injection.call();
                 EXPECT_EQ(Faults::openDescriptors(), before) << injection.call();
+                EXPECT_FALSE(holdsHalfFile(scratch / "treecopy")) << injection.call();
             });
             EXPECT_GT(calls, 10U);
         }

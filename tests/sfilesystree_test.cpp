@@ -102,7 +102,7 @@ TEST(SFileSysTree, ContentIsRemovedAndTheFolderStays)
     EXPECT_EQ(contentOf(scratch / "file"), "text");
 }
 
-TEST(SFileSysTree, SizesAndCountsAgreeWithTheStandardLibrary)
+TEST(SFileSysTree, SizesCountsAndCopiesAgreeWithTheStandardLibrary)
 {
     const unsigned seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -123,6 +123,9 @@ TEST(SFileSysTree, SizesAndCountsAgreeWithTheStandardLibrary)
         EXPECT_EQ(SFileSys::rsize(scratch.root()), bytes);
         EXPECT_EQ(SFileSys::rsizeEx(scratch.root()), static_cast<__int64>(bytes));
 
+        const Scratch other;
+        SFileSys::copyFile(scratch.root(), other.path("a/b"), false);
+        EXPECT_EQ(pictureOf(other / "a/b"), picture);
         SFileSys::rremoveContent(scratch.root());
         EXPECT_TRUE(fs::is_empty(scratch / ""));
     }

@@ -1,147 +1,198 @@
 #include "morvex/sfile.h"
 #include "morvex/sfilesyswork.h"
-#include "morvex/ssfilesearch.h"
 #include "morvex/sstringhelper.h"
+#include "morvex/treewalk.h"
 #include "platform/copyfile.h"
 #include "platform/filesystem.h"
 
-#include <algorithm>
-#include <optional>
+#include <cerrno>
 #include <vector>
 
 namespace MorvexA106
 {
 
-using Platform::FileIdentity;
+namespace
+{
+
+using Platform::EntryKind;
+using Platform::FolderChain;
 using Platform::SystemError;
 
-/// Copies a folder as far as possible and keeps the first failure.
-class SFileSys::Work::TreeCopy
+/// Copies all that is in the top to the top of another chain, as far as possible.
+class TreeCopy final : public TreeWalk
 {
 public:
-    struct Failure
-    {
-        Reasons reason;
-        SAnsiString text;
-    };
+    /// `made`: the other top is new.
+    TreeCopy(FolderChain& from, FolderChain& to, bool made, bool overwrite)
+        : TreeWalk(from),
+          m_to(to),
+          m_target(to.identity()),
+          m_made(1, made),
+          m_overwrite(overwrite)
+    {}
 
-    TreeCopy(const SAnsiString& target, bool overwrite) : m_overwrite(overwrite)
+    void runWhole()
     {
-        Platform::identify(target, m_target);
+        run();
+        if (m_made.size() == 1) { // else the walk was stopped below
+            leaving();
+        }
     }
-
-    void copyFolder(const SAnsiString& from, const SAnsiString& to);
-    const std::optional<Failure>& failure() const noexcept { return m_failure; }
 
 private:
-    std::vector<SAnsiString> namesIn(const SAnsiString& folder);
-    void copyEntries(const SAnsiString& from, const SAnsiString& to);
-    void copyEntry(const SAnsiString& from, const SAnsiString& to);
-    void record(Reasons reason, const SAnsiString& text);
+    void file(NameText name, EntryKind kind) override;
+    bool entered(NameText name) override;
+    void leaving() override;
+    void left(NameText) override;
+    void lost() override { stop(); }
+    void closed(NameText name, const SystemError& error) override;
+    bool isGone(NameText name) const;
+    SystemError copyOne(NameText name);
+    SystemError makeFolder(NameText name, bool& made);
 
-    FileIdentity m_target;
+    FolderChain& m_to;
+    Platform::FileIdentity m_target;
+    std::vector<bool> m_made; ///< for each folder in the other chain, whether it is new
     bool m_overwrite;
-    std::vector<FileIdentity> m_entered;
-    std::optional<Failure> m_failure;
 };
 
-void SFileSys::Work::TreeCopy::record(Reasons reason, const SAnsiString& text)
+bool TreeCopy::isGone(NameText name) const
 {
-    if (!m_failure) {
-        m_failure = Failure{reason, text};
+    EntryKind kind = EntryKind::file;
+    std::uint64_t size = 0;
+    const SystemError error = chain().look(name, kind, size);
+    return error && meansGone(error);
+}
+
+/// The two chains hold more descriptors than they need; a copy needs two of its own.
+SystemError TreeCopy::copyOne(NameText name)
+{
+    SystemError error = copyEntry(chain(), m_to, name, m_overwrite);
+    while (error && meansOutOfHandles(error) && (chain().letGoOfOne() || m_to.letGoOfOne())) {
+        error = copyEntry(chain(), m_to, name, m_overwrite);
+    }
+    return error;
+}
+
+SystemError TreeCopy::makeFolder(NameText name, bool& made)
+{
+    SystemError error = m_to.make(name, made);
+    while (error && meansOutOfHandles(error) && chain().letGoOfOne()) {
+        bool again = false;
+        error = m_to.make(name, again);
+        made = made || again;
+    }
+    return error;
+}
+
+void TreeCopy::closed(NameText name, const SystemError& error)
+{
+    if (meansOutOfHandles(error) && m_to.letGoOfOne()) {
+        queue(name);
+    } else {
+        fail(name, error);
     }
 }
 
-/// All at once: no folder stays open while its subfolders are copied, and what the copy adds is not found.
-std::vector<SAnsiString> SFileSys::Work::TreeCopy::namesIn(const SAnsiString& folder)
+void TreeCopy::file(NameText name, EntryKind kind)
 {
-    std::vector<SAnsiString> names;
-    SSFileSearch search(folder, "*.*");
+    if (kind == EntryKind::special) { // whose mere opening may do something
+        fail(name, Platform::runtimeError(EINVAL));
+        return;
+    }
+    const SystemError error = copyOne(name);
+    if (error && !isGone(name)) {
+        fail(name, error);
+    }
+}
+
+/// The target itself, when it lies in the source, is left out.
+bool TreeCopy::entered(NameText name)
+{
+    if (chain().identity() == m_target) {
+        return false;
+    }
+    bool made = false;
+    if (const SystemError error = makeFolder(name, made)) {
+        failInHand(error);
+        return false;
+    }
+    m_made.push_back(made);
+    return true;
+}
+
+/// Last of all: the source may forbid to write, and whatever is written changes the time.
+void TreeCopy::leaving()
+{
+    if (m_made.back()) {
+        if (const SystemError error = copyFolderProperties(chain(), m_to)) {
+            failInHand(error);
+        }
+    }
+}
+
+void TreeCopy::left(NameText name)
+{
+    m_made.pop_back();
+    if (const SystemError error = m_to.leave()) {
+        fail(name, error);
+        stop();
+    }
+}
+
+} // namespace
+
+/// The way there, and the folder itself for its owner only, until it has the permissions of its source.
+bool SFileSys::Work::makeTarget(const SAnsiString& path)
+{
+    const SAnsiString target = trimmed(path);
+    if (exists(target)) {
+        return false;
+    }
+    makeFolderOf(target);
+    makeDirectory(target, SFile::ownerRWXMask);
+    return true;
+}
+
+void SFileSys::Work::makeFolderOf(const SAnsiString& path)
+{
+    SAnsiString folder;
     SAnsiString name;
-    for (bool found = search.FindFirst(name); found; found = search.FindNext(name)) {
-        if (!isDotEntry(name)) {
-            names.push_back(name);
-        }
-    }
-    if (search.failed()) {
-        record(SFileSysException::mapError(search.getError()), search.getErrorText());
-    }
-    return names;
-}
-
-/// A folder in which we are already is not entered again: a link leads back to it.
-void SFileSys::Work::TreeCopy::copyFolder(const SAnsiString& from, const SAnsiString& to)
-{
-    FileIdentity identity;
-    const bool known = Platform::identify(from, identity);
-    if (known && std::ranges::find(m_entered, identity) != m_entered.end()) {
-        record(Reasons::OtherReason, "The folder leads back to itself.");
-        return;
-    }
-    m_entered.push_back(identity);
-    try {
-        makeDirectory(to, SFile::defaultPermissions);
-        copyEntries(from, to);
-    } catch (const SFileSysException& failure) {
-        record(failure.ErrReason(), failure.reason());
-    }
-    m_entered.pop_back();
-}
-
-void SFileSys::Work::TreeCopy::copyEntries(const SAnsiString& from, const SAnsiString& to)
-{
-    for (const SAnsiString& name : namesIn(from)) {
-        try {
-            copyEntry(SStringHelper::MakePath(from, name), SStringHelper::MakePath(to, name));
-        } catch (const SFileSysException& failure) {
-            record(failure.ErrReason(), failure.reason());
-        }
+    SAnsiString extension;
+    SStringHelper::SplitPathEx(path, folder, name, extension);
+    if (!folder.isEmpty()) {
+        makeDirectories(folder, SFile::defaultPermissions);
     }
 }
 
-void SFileSys::Work::TreeCopy::copyEntry(const SAnsiString& from, const SAnsiString& to)
+void SFileSys::Work::copyTree(const SAnsiString& from, const SAnsiString& to, bool overwrite)
 {
-    if (!isDir(from)) {
-        if (const SystemError error = Platform::copyFile(from, to, m_overwrite)) {
-            record(reasonOf(error), textOf(error));
-        }
-        return;
+    if (Platform::isSameFile(from, to)) {
+        fail(Codes::CopyFailed, Platform::fileInUse(), from, to, "copyFile");
     }
-    FileIdentity identity;
-    if (!Platform::identify(from, identity) || identity != m_target) {
-        copyFolder(from, to);
+    FolderChain source;
+    FolderChain target;
+    constexpr auto follow = FolderChain::TopLink::follow;
+    check(source.open(trimmed(from), follow), Codes::CopyFailed, from, to, "copyFile");
+    const bool made = makeTarget(to);
+    check(target.open(trimmed(to), follow), Codes::CopyFailed, from, to, "copyFile");
+    TreeCopy copy(source, target, made, overwrite);
+    copy.runWhole();
+    if (copy.failure()) {
+        const auto& [error, path] = *copy.failure();
+        fail(Codes::CopyFailed, error, pathIn(from, path), pathIn(to, path), "copyFile");
     }
 }
 
 void SFileSys::copyFile(const SAnsiString& from, const SAnsiString& to, bool overwrite)
 {
     Work::requireExists(from, "copyFile");
-    if (!isDir(from)) {
-        SAnsiString folder;
-        SAnsiString name;
-        SAnsiString extension;
-        SStringHelper::SplitPathEx(to, folder, name, extension);
-        if (!folder.isEmpty()) {
-            makeDirectories(folder, SFile::defaultPermissions);
-        }
-        Work::check(Platform::copyFile(from, to, overwrite), SFileSysException::CopyFailed, from, to,
-                    "copyFile");
+    if (isDir(from)) {
+        Work::copyTree(from, to, overwrite);
         return;
     }
-    if (Platform::isSameFile(from, to)) {
-        Work::fail(SFileSysException::CopyFailed, Platform::fileInUse(), from, to, "copyFile");
-    }
-    SAnsiString source(from);
-    SAnsiString target(to);
-    SStringHelper::AppendSlashToDir(source);
-    SStringHelper::AppendSlashToDir(target);
-    makeDirectories(target, SFile::defaultPermissions);
-    Work::TreeCopy copy(target, overwrite);
-    copy.copyFolder(source, target);
-    if (copy.failure()) {
-        throw SFileSysException(SFileSysException::CopyFailed, copy.failure()->reason, from,
-                                copy.failure()->text, to, "copyFile");
-    }
+    Work::makeFolderOf(to);
+    Work::check(Platform::copyFile(from, to, overwrite), SFileSysException::CopyFailed, from, to, "copyFile");
 }
 
 } // namespace MorvexA106

@@ -72,7 +72,14 @@ struct SFileSys::Work
     static std::uint64_t sizeOfTree(const SAnsiString& path, std::uint64_t limit, const char* function);
     static unsigned long count(const SAnsiString& path, bool folders, const char* function);
 
-    class TreeCopy;
+    /// True when the folder is new.
+    static bool makeTarget(const SAnsiString& path);
+
+    /// Makes the folders that lead to a path.
+    static void makeFolderOf(const SAnsiString& path);
+
+    static void copyTree(const SAnsiString& from, const SAnsiString& to, bool overwrite);
+
     class UniqueName;
     class ContentRemoval;
 };

@@ -43,8 +43,7 @@ void TreeWalk::readFolder()
         }
     });
     if (error) {
-        const Name none;
-        fail(none.c_str(), error);
+        failInHand(error);
     }
 }
 
@@ -90,8 +89,7 @@ bool TreeWalk::goUp()
     const SystemError error = m_chain.leave();
     m_levels.resize(m_chain.depth());
     if (error) {
-        const Name none;
-        fail(none.c_str(), error);
+        failInHand(error);
         lost();
     }
     return !error;

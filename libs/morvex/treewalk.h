@@ -21,6 +21,7 @@ namespace MorvexA106
 class TreeWalk
 {
 public:
+    using Name = Platform::FolderChain::Name;
     using NameText = Platform::FolderChain::NameText;
 
     struct Failure
@@ -61,6 +62,9 @@ protected:
 
     void fail(NameText name, const Platform::SystemError& error);
 
+    /// The same for the folder in hand.
+    void failInHand(const Platform::SystemError& error) { fail(Name().c_str(), error); }
+
     /// Makes a folder of this name the next to be entered.
     void queue(NameText name) { m_levels.back().folders.append(name).push_back(0); }
     void stop() noexcept { m_stopped = true; }
@@ -69,8 +73,6 @@ protected:
     Platform::FolderChain& chain() const noexcept { return m_chain; }
 
 private:
-    using Name = Platform::FolderChain::Name;
-
     struct Level
     {
         Name folders; ///< still to be entered, each ended by a zero

@@ -62,7 +62,8 @@ public:
     /// The name under which the folder in hand was entered; empty for the top.
     const Name& name() const noexcept;
 
-    /// The path of an entry of the folder in hand as from the top, in the locale's text.
+    /// The path of an entry of the folder in hand as from the top, in the locale's text; of that folder itself for an
+    /// empty name.
     std::string pathOf(NameText name) const;
 
     FileIdentity identity() const noexcept;
@@ -80,6 +81,10 @@ public:
     /// Back to the folder above. After a failure a higher one is in hand, if need be the top: see `depth`. Not
     /// to be called at the top.
     SystemError leave();
+
+    /// Closes a folder that will be found again, for others who need a descriptor; false when there is none to spare.
+    /// Entering does so by itself. Windows: always false.
+    bool letGoOfOne() noexcept;
 
     /// What the entry itself is, and its bytes.
     SystemError look(NameText name, EntryKind& kind, std::uint64_t& size) const;
@@ -103,5 +108,8 @@ bool isLinkToAnything(const char* path) noexcept;
 
 /// Whether an entry was not there any more.
 bool meansGone(const SystemError& error) noexcept;
+
+/// Whether the process or the system has no handles or descriptors left.
+bool meansOutOfHandles(const SystemError& error) noexcept;
 
 } // namespace MorvexA106::Platform

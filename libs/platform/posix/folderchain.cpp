@@ -15,7 +15,7 @@ namespace
 {
 
 /// More folders than this are closed and found again on the way back: a descriptor for each would run out.
-constexpr std::size_t mostOpen = 32;
+constexpr std::size_t mostOpen = 16;
 
 SystemError outcome(int result) noexcept
 {
@@ -26,11 +26,6 @@ Descriptor openFolder(int folder, const char* name, int flags) noexcept
 {
     return Descriptor(uninterrupted(
         [&] { return ::openat(folder, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY | flags); }));
-}
-
-bool isOutOfDescriptors(int error) noexcept
-{
-    return error == EMFILE || error == ENFILE;
 }
 
 /// Of nothing, where the system doesn't tell.
@@ -72,7 +67,6 @@ struct FolderChain::State
 
     int descriptor() const noexcept { return levels.back().place.folder.get(); }
     bool letGoOfOne() noexcept;
-    Descriptor openBelow(NameText name) noexcept;
     void push(Level level);
     void pop() noexcept;
 };
@@ -86,20 +80,6 @@ bool FolderChain::State::letGoOfOne() noexcept
     level.identity = identityOf(level.place.folder.get());
     level.place.folder.reset();
     return true;
-}
-
-Descriptor FolderChain::State::openBelow(NameText name) noexcept
-{
-    Descriptor folder = openFolder(descriptor(), name, O_NOFOLLOW);
-    while (!folder && isOutOfDescriptors(errno)) {
-        const int error = errno;
-        if (!letGoOfOne()) {
-            errno = error;
-            break;
-        }
-        folder = openFolder(descriptor(), name, O_NOFOLLOW);
-    }
-    return folder;
 }
 
 void FolderChain::State::push(Level level)
@@ -152,7 +132,11 @@ std::string FolderChain::pathOf(NameText name) const
     for (std::size_t i = 1; i < m_state->levels.size(); ++i) {
         path += m_state->levels[i].name + '/';
     }
-    return path + name;
+    path += name;
+    if (path.ends_with('/')) {
+        path.pop_back();
+    }
+    return path;
 }
 
 FileIdentity FolderChain::identity() const noexcept
@@ -183,9 +167,14 @@ SystemError FolderChain::read(const Visitor& visit)
 
 SystemError FolderChain::enter(NameText name)
 {
-    Descriptor folder = m_state->openBelow(name);
-    if (!folder) {
-        return lastWindowsError();
+    Descriptor folder = openFolder(m_state->descriptor(), name, O_NOFOLLOW);
+    SystemError error = outcome(folder ? 0 : -1);
+    while (error && meansOutOfHandles(error) && letGoOfOne()) {
+        folder = openFolder(m_state->descriptor(), name, O_NOFOLLOW);
+        error = outcome(folder ? 0 : -1);
+    }
+    if (error) {
+        return error;
     }
     m_state->push({name, {std::move(folder)}, {}});
     return {};
@@ -226,6 +215,11 @@ SystemError FolderChain::leave()
     return error;
 }
 
+bool FolderChain::letGoOfOne() noexcept
+{
+    return m_state->letGoOfOne();
+}
+
 SystemError FolderChain::look(NameText name, EntryKind& kind, std::uint64_t& size) const
 {
     struct stat status;
@@ -260,6 +254,11 @@ bool isLinkToAnything(const char* path) noexcept
 bool meansGone(const SystemError& error) noexcept
 {
     return error.native == ENOENT;
+}
+
+bool meansOutOfHandles(const SystemError& error) noexcept
+{
+    return error.native == EMFILE || error.native == ENFILE;
 }
 
 } // namespace MorvexA106::Platform

@@ -169,7 +169,11 @@ const FolderChain::Place& FolderChain::inHand() const noexcept
 std::string FolderChain::pathOf(NameText name) const
 {
     const std::size_t top = m_state->levels.front().place.path.size();
-    return narrowed((inHand() / name).substr(top));
+    std::wstring path = (inHand() / name).substr(top);
+    if (path.ends_with(L'\\')) {
+        path.pop_back();
+    }
+    return narrowed(path);
 }
 
 FileIdentity FolderChain::identity() const noexcept
@@ -226,6 +230,11 @@ SystemError FolderChain::leave()
     return {};
 }
 
+bool FolderChain::letGoOfOne() noexcept
+{
+    return false;
+}
+
 SystemError FolderChain::look(NameText name, EntryKind& kind, std::uint64_t& size) const
 {
     WIN32_FIND_DATAW found;
@@ -267,6 +276,11 @@ bool isLinkToAnything(const char* path) noexcept
 bool meansGone(const SystemError& error) noexcept
 {
     return error.native == ERROR_FILE_NOT_FOUND || error.native == ERROR_PATH_NOT_FOUND;
+}
+
+bool meansOutOfHandles(const SystemError& error) noexcept
+{
+    return error.native == ERROR_TOO_MANY_OPEN_FILES;
 }
 
 } // namespace MorvexA106::Platform
