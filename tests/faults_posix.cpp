@@ -11,6 +11,7 @@
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,7 +25,7 @@ namespace MorvexA106::Faults
 namespace
 {
 
-thread_local Injection* armed = nullptr;
+thread_local Injection* armed = nullptr; // the last one
 
 constexpr std::string_view interruptibleNames[] = {
     "open",      "openat",    "close", "read",  "write",           "pread",    "pwrite", "fsync",
@@ -38,12 +39,29 @@ enum class Outcome
     movesNothing
 };
 
+} // namespace
+
+Injection* firstHit(const char* name, bool movesBytes) noexcept
+{
+    Injection* hit = nullptr;
+    for (Injection* each = armed; each != nullptr; each = each->m_before) {
+        if (each->hits(name, movesBytes) && hit == nullptr) {
+            hit = each;
+        }
+    }
+    return hit;
+}
+
+namespace
+{
+
 Outcome outcomeOf(const char* name, bool movesBytes) noexcept
 {
-    if (armed == nullptr || !armed->hits(name, movesBytes)) {
+    const Injection* hit = firstHit(name, movesBytes);
+    if (hit == nullptr) {
         return Outcome::passes;
     }
-    const Fault& fault = armed->fault();
+    const Fault& fault = hit->fault();
     if (fault.error != 0) {
         errno = fault.error;
         return Outcome::fails;
@@ -85,12 +103,24 @@ const std::span<const std::string_view> interruptible = interruptibleNames;
 
 void Injection::arm() noexcept
 {
-    armed = this;
+    if (!m_armed) {
+        m_before = armed;
+        armed = this;
+        m_armed = true;
+    }
 }
 
 void Injection::disarm() noexcept
 {
-    armed = nullptr;
+    if (!m_armed) {
+        return;
+    }
+    Injection** link = &armed;
+    while (*link != this) {
+        link = &(*link)->m_before;
+    }
+    *link = m_before;
+    m_armed = false;
 }
 
 bool Injection::hits(const char* name, bool movesBytes) noexcept
@@ -275,6 +305,12 @@ MORVEX_FAULTY(int, fchown, (int file, uid_t owner, gid_t group), noexcept, (file
 MORVEX_FAULTY(int, futimens, (int file, const timespec times[2]), noexcept, (file, times), -1)
 MORVEX_FAULTY(int, utimensat, (int folder, const char* path, const timespec times[2], int flags), noexcept,
               (folder, path, times, flags), -1)
+
+MORVEX_FAULTY(ssize_t, lgetxattr, (const char* path, const char* name, void* bytes, std::size_t count),
+              noexcept, (path, name, bytes, count), -1)
+MORVEX_FAULTY(int, fsetxattr, (int file, const char* name, const void* bytes, std::size_t count, int flags),
+              noexcept, (file, name, bytes, count, flags), -1)
+MORVEX_FAULTY(int, fremovexattr, (int file, const char* name), noexcept, (file, name), -1)
 
 MORVEX_FAULTY(void*, mmap, (void* at, std::size_t count, int access, int flags, int file, off_t offset),
               noexcept, (at, count, access, flags, file, offset), MAP_FAILED)

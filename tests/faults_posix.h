@@ -45,7 +45,8 @@ struct Fault
     bool lasts = false;
 };
 
-/// One fault, at one call.
+/// One fault, at one call. Several may be armed at once; a call is then counted by each of them, and meets the fault of
+/// the one that was armed last.
 class Injection
 {
 public:
@@ -67,7 +68,11 @@ public:
     const Fault& fault() const noexcept { return m_fault; }
 
 private:
+    friend Injection* firstHit(const char* name, bool movesBytes) noexcept;
+
     Fault m_fault;
+    Injection* m_before = nullptr; ///< armed before this one
+    bool m_armed = false;
     unsigned m_passing; ///< calls that still pass
     const char* m_name = nullptr;
 };
