@@ -6,6 +6,7 @@
 
 #include "morvex/export.h"
 #include "morvex/sdatetime.h"
+#include "morvex/sfile.h"
 #include "morvex/sfilesysexception.h"
 #include "morvex/siarray.h"
 #include "morvex/sstring.h"
@@ -13,6 +14,8 @@
 
 #include <cstdint>
 #include <ctime>
+#include <span>
+#include <string_view>
 
 namespace MorvexA106
 {
@@ -215,6 +218,31 @@ public:
     ///
     /// POSIX: when both are names of one file already, both stay.
     static void renameFile(const SAnsiString& from, const SAnsiString& to);
+
+    /// Puts new content in place of a file's in one step, or makes the file, and returns when that has reached the disk.
+    /// Whoever opens the file finds the old content or the new one, never a part of either, whenever the process or
+    /// the machine should stop; who has it open keeps the old one. Several may replace one file at once: one of
+    /// the contents stays.
+    ///
+    ///     SFileSys::replaceFile("settings", settings.view());       // of an SSimpleBuffer
+    ///     SFileSys::replaceFile("state/position", "4711\n", SFile::ownerRMask | SFile::ownerWMask);
+    ///
+    /// The permissions are for a file that is made; one that is replaced keeps its own, and must be one that may
+    /// be written. Throws `ReplaceFailed`; the file then has its old content, or, when only writing the folder to
+    /// the disk failed, the new one. What had to be kept beside it is gone.
+    ///
+    /// Beside the file a name that begins with `.morvex-` comes and goes, so its folder must be writable. A
+    /// process that is killed may leave such a file behind, rarely; the next call for the same file removes it.
+    /// Other names of an old file keep the old content.
+    ///
+    /// POSIX: owner, group and access list are kept as far as the process may give them, and what the group could do is
+    /// taken from it where the group can't be kept. The bits that lend the owner's rights go. A link is
+    /// followed. A device or a pipe is refused. Windows: the new file has the access list that its folder gives;
+    /// hidden and system files stay what they are; a link is replaced; it fails while anybody has the file open.
+    static void replaceFile(const SAnsiString& path, std::span<const unsigned char> content,
+                            int permissions = SFile::defaultPermissions);
+    static void replaceFile(const SAnsiString& path, std::string_view content,
+                            int permissions = SFile::defaultPermissions);
 
     /// Copies a file, or a folder with all that is in it, and makes the folders that lead to the target. Permissions
     /// and the time of change are kept, those of a folder only where the copy made it. With `overwrite` false a file

@@ -39,7 +39,8 @@ public:
         RenameFailed = 13,
         UnknownError = 14,
         SetCurrentDirectoryFailed = 15,
-        SetOwnerFailed = 16
+        SetOwnerFailed = 16,
+        ReplaceFailed = 24
     };
 
     /// The class of the cause.

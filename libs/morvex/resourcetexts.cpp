@@ -68,6 +68,7 @@ constexpr Entry entries[] = {
     {fileSystemUnknownText, "Unknown error in file system operation on file %1. Reason: %2"},
     {fileSystemTexts + 15, "Failed to set current directory to %1.  Reason: %2"},
     {fileSystemTexts + 16, "Failed to change ownership to %1.  Reason: %2"},
+    {fileReplaceText, "Failed to replace the file %1. Reason: %2"},
 
     {helpAddress, "help/%1.html"},
 

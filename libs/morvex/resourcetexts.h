@@ -35,6 +35,7 @@ enum ResourceText : unsigned long
     fileSystemTexts =
         0xB0C0, ///< by the code of SFileSysException: %1: the file, %2: the reason or second file
     fileSystemUnknownText = fileSystemTexts + 14,
+    fileReplaceText = fileSystemTexts + 24, ///< %1: the file, %2: the reason
 
     helpAddress = 0xB0E0, ///< %1: the topic's number
 

@@ -18,6 +18,9 @@ constexpr unsigned long codeCount = SFileSysException::SetOwnerFailed + 1;
 unsigned long textOf(SFileSysException::ErrorCodes code) noexcept
 {
     const auto offset = static_cast<unsigned long>(code);
+    if (code == SFileSysException::ReplaceFailed) {
+        return fileReplaceText;
+    }
     return offset < codeCount ? fileSystemTexts + offset : fileSystemUnknownText;
 }
 
