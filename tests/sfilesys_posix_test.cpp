@@ -255,6 +255,28 @@ TEST(SFileSysPosix, ListingFollowsLinksAndTellsOfThoseThatLeadNowhere)
     }
 }
 
+TEST(SFileSysPosix, SearchTellsLinksFromWhatTheyLeadTo)
+{
+    const Scratch scratch;
+    fs::create_symlink(".", scratch / "toFolder");
+    fs::create_symlink("/dev/null", scratch / "toFile");
+    fs::create_symlink("nowhere", scratch / "dangling");
+    SSFileSearch search(scratch.root(), "*o*");
+    SSFileSearch::Entry entry;
+    SAnsiString name;
+    for (bool more = search.FindFirst(name); more; more = search.FindNext(name)) {
+        EXPECT_TRUE(search.isLink()) << name.view();
+        EXPECT_EQ(search.isDir(), name.view() == "toFolder");
+        ASSERT_TRUE(search.getEntry(entry));
+        EXPECT_TRUE(entry.m_link);
+        EXPECT_EQ(entry.m_directory, name.view() == "toFolder");
+    }
+    EXPECT_TRUE(search.FindFirst(name));
+    fs::remove(scratch / std::string(name.view()));
+    EXPECT_FALSE(search.getEntry(entry)) << "gone";
+    EXPECT_TRUE(search.isLink()) << "told while it was there";
+}
+
 TEST(SFileSysPosix, RenameToAnotherDeviceIsRefusedForWhatItIs)
 {
     const Scratch scratch;

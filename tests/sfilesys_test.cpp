@@ -369,6 +369,31 @@ TEST(SSFileSearch, SaysWhyItEndedAndBeginsAgain)
     }
 }
 
+TEST(SSFileSearch, TellsOfTheEntryThatItFoundLast)
+{
+    const Scratch scratch;
+    putFile(scratch / "file", "12345");
+    fs::create_directory(scratch / "folder");
+    SSFileSearch search(scratch.root());
+    SSFileSearch::Entry entry;
+    EXPECT_FALSE(search.getEntry(entry));
+    SAnsiString name;
+    int seen = 0;
+    for (bool more = search.FindFirst(name); more; more = search.FindNext(name)) {
+        const bool file = name.view() == "file";
+        EXPECT_EQ(search.isDir(), !file) << name.view();
+        EXPECT_FALSE(search.isLink());
+        ASSERT_TRUE(search.getEntry(entry));
+        EXPECT_EQ(entry.m_directory, !file);
+        EXPECT_LT(std::abs(entry.m_modificationTime - std::time(nullptr)), 3600);
+        EXPECT_EQ(file ? entry.m_size : 5, 5);
+        ++seen;
+    }
+    EXPECT_EQ(seen, 4);
+    EXPECT_FALSE(search.getEntry(entry));
+    EXPECT_FALSE(search.isDir());
+}
+
 TEST(SFileSys, ListingGivesARowForEachEntryThatMatches)
 {
     const Scratch scratch;

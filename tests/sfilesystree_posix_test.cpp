@@ -137,11 +137,12 @@ TEST(SFileSysTreePosix, LinkAtThePathIsRemovedAndWhatItLeadsToIsNot)
     for (const auto& [target, path] : links) {
         SCOPED_TRACE(std::string(path) + " to " + target);
         fs::create_symlink(target, scratch / "link");
-        const SFileSysException failure = thrownBy([&] { SFileSys::rremoveContent(scratch.path(path)); });
+        const SAnsiString link = scratch.path(path);
+        const SFileSysException failure = thrownBy([&] { SFileSys::rremoveContent(link); });
         EXPECT_EQ(failure.ErrCode(), SFileSysException::RemoveTreeFailed);
         EXPECT_EQ(failure.ErrReason(), SFileSysException::InvalidArgument);
         EXPECT_TRUE(isThere(scratch / "link"));
-        SFileSys::rremove(scratch.path(path));
+        SFileSys::rremove(link);
         EXPECT_FALSE(isThere(scratch / "link"));
         expectVictimWhole(scratch);
     }
@@ -353,6 +354,9 @@ TEST(SFileSysTreePosix, EntriesThatComeAndGoAreNoFailure)
     for (int round = 0; round < 100; ++round) {
         EXPECT_NO_THROW(EXPECT_GE(SFileSys::countFiles(scratch.path("tree")), 200U));
         EXPECT_NO_THROW(EXPECT_GE(SFileSys::rsizeEx(scratch.path("tree")), 200));
+        SIArray<FileProp> rows;
+        EXPECT_NO_THROW(SFileSys::listing(scratch.path("tree/busy"), "*", rows));
+        EXPECT_GE(rows.GetSize(), 200U);
     }
     comer = {};
 }
@@ -513,6 +517,13 @@ TEST(SFileSysTreePosix, EachFailedCallIsReportedAndNothingLeaks)
                     contentOf(tree + "copy/z") == "text" && fs::is_directory(tree + "copy/empty") &&
                     fs::is_symlink(tree + "copy/link");
          }},
+        {"listing",
+         [](const SAnsiString& tree) {
+             SIArray<FileProp> listed;
+             SFileSys::listing(tree, "*", listed);
+             return static_cast<__int64>(listed.GetSize());
+         },
+         isTold(4)},
         {"rsizeEx", [](const SAnsiString& tree) { return SFileSys::rsizeEx(tree); }, isTold(12 + 7)},
         {"countAll", [](const SAnsiString& tree) { return static_cast<__int64>(SFileSys::countAll(tree)); },
          isTold(7)},
@@ -544,7 +555,7 @@ TEST(SFileSysTreePosix, EachFailedCallIsReportedAndNothingLeaks)
                 EXPECT_EQ(Faults::openDescriptors(), before) << injection.call();
                 EXPECT_FALSE(holdsHalfFile(scratch / "treecopy")) << injection.call();
             });
-            EXPECT_GT(calls, 10U);
+            EXPECT_GT(calls, 7U);
         }
     }
 }

@@ -192,11 +192,12 @@ public:
     static unsigned long countAll(const SAnsiString& path);
 
     /// Appends a row for each entry of the folder that matches the pattern (see `SSFileSearch`), without `.`
-    /// and `..`. A folder part of the pattern is joined to the folder. Rows that were added before a failure
-    /// stay. Throws missing, and `GetAttributesFailed` when the folder can't be read or an entry is gone
-    /// before its turn, the latter with the reason `NotFound`.
+    /// and `..`. A folder part of the pattern is joined to the folder. What comes or goes meanwhile may be left out;
+    /// rows that were added before a failure stay. Throws missing, and `GetAttributesFailed` when the folder can't be
+    /// read or an entry can't be looked at.
     ///
-    /// POSIX: a link counts as what it points to, and as itself when it leads nowhere.
+    /// POSIX: a link counts as what it leads to, and as itself when it leads nowhere. Windows: links count as
+    /// themselves, with the size 0, and those to folders are folders.
     static void listing(const SAnsiString& folder, const SAnsiString& pattern, SIArray<FileProp>& rows);
 
     /// When the content of a file or folder last changed, to the millisecond at or before it. Times before 1970 and

@@ -5,7 +5,9 @@
 
 #include "morvex/export.h"
 #include "morvex/sstring.h"
+#include "morvex/types.h"
 
+#include <ctime>
 #include <memory>
 
 namespace MorvexA106
@@ -16,7 +18,8 @@ namespace MorvexA106
 ///     SSFileSearch search("spool", "*.msg");
 ///     SAnsiString name;
 ///     for (bool found = search.FindFirst(name); found; found = search.FindNext(name))
-///         deliver(SStringHelper::MakePath("spool", name));
+///         if (!search.isDir())
+///             deliver(SStringHelper::MakePath("spool", name));
 ///     if (search.failed())
 ///         report(search.getErrorText());
 ///
@@ -30,6 +33,19 @@ namespace MorvexA106
 class MORVEX_EXPORT SSFileSearch
 {
 public:
+    /// What the system tells of an entry.
+    struct Entry
+    {
+        /// When the content last changed.
+        std::time_t m_modificationTime = 0;
+
+        bool m_directory = false;
+        bool m_link = false; ///< or, Windows, a junction
+
+        /// Bytes.
+        __int64 m_size = 0;
+    };
+
     /// Keeps both; the folder is not looked at before `FindFirst`. An empty folder is the current one.
     explicit SSFileSearch(const SAnsiString& folder, const SAnsiString& pattern = "*");
     SSFileSearch(SSFileSearch&& other) noexcept;
@@ -43,6 +59,19 @@ public:
     /// Goes on; false at the end, or without a walk.
     bool FindNext(SAnsiString& name);
 
+    /// Tells of the entry that was found last, as `SFileSys::listing` does. False, with the entry unchanged, when it is
+    /// gone meanwhile or can't be looked at, and when no entry was found last.
+    ///
+    /// POSIX: a link counts as what it leads to, and as itself when it leads nowhere; costs a call of the system or
+    /// two. Windows: the entry itself, from what the search has told; costs nothing.
+    bool getEntry(Entry& entry) const;
+
+    /// Whether the entry that was found last is a folder, or a link to one, and whether it is a link. False without an
+    /// entry. Unlike `getEntry` these seldom have to ask the system: POSIX, for links to what, and on the few file
+    /// systems that do not tell while they are read.
+    bool isDir() const noexcept;
+    bool isLink() const noexcept;
+
     /// True when the walk ended because the system refused to go on, and not because it was at its end.
     bool failed() const noexcept;
 
@@ -55,6 +84,8 @@ public:
 
 private:
     struct Walk;
+
+    bool isAtEntry() const noexcept;
 
     SAnsiString m_folder;
     SAnsiString m_pattern;

@@ -3,9 +3,10 @@
 #include "morvex/checks.h"
 #include "morvex/pathrules.h"
 #include "morvex/sfilesyswork.h"
-#include "morvex/ssfilesearch.h"
 #include "morvex/sstringhelper.h"
+#include "morvex/wildcard.h"
 #include "platform/filesystem.h"
+#include "platform/folderchain.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -100,9 +101,9 @@ SAnsiString SFileSys::Work::trimmed(const SAnsiString& path)
     return textFrom(PathRules::trimmed(viewOf(path), style()));
 }
 
-bool SFileSys::Work::isDotEntry(const SAnsiString& name) noexcept
+bool SFileSys::Work::isDotEntry(std::string_view name) noexcept
 {
-    return viewOf(name) == "." || viewOf(name) == "..";
+    return name == "." || name == "..";
 }
 
 std::uint64_t SFileSys::Work::readSize(const SAnsiString& path, const char* function)
@@ -232,24 +233,32 @@ void SFileSys::listing(const SAnsiString& folder, const SAnsiString& pattern, SI
     SAnsiString extension;
     SStringHelper::SplitPathEx(pattern, subfolder, name, extension);
     const SAnsiString searched = SStringHelper::MakePath(folder, subfolder);
+    const std::string prefix = PathRules::join({.folder = viewOf(searched)}, style());
 
-    SSFileSearch search(searched, name + extension);
-    for (bool found = search.FindFirst(name); found; found = search.FindNext(name)) {
-        if (Work::isDotEntry(name)) {
-            continue;
+    const SAnsiString sought = name + extension;
+
+    Platform::FolderWalk walk;
+    SystemError error = walk.open(prefix, sought.isEmpty() ? "*" : sought.getString(), matchesWildcard);
+    const char* entry = nullptr;
+    while (!error && walk.next(entry, error)) {
+        if (!Work::isDotEntry(entry)) {
+            Work::addRow(walk, prefix + entry, rows);
         }
-        const SAnsiString path = SStringHelper::MakePath(searched, name);
-        Platform::FileStatus status;
-        Work::check(Platform::readStatus(path, status), SFileSysException::GetAttributesFailed, path,
-                    SAnsiString(), "listing");
-        rows.Add(
-            {status.modificationTime, path, status.folder ? 1 : 0, static_cast<std::uint32_t>(status.size)});
     }
-    if (search.failed()) {
-        throw SFileSysException(SFileSysException::GetAttributesFailed,
-                                SFileSysException::mapError(search.getError()), searched,
-                                search.getErrorText(), SAnsiString(), "listing");
+    Work::check(error, SFileSysException::GetAttributesFailed, searched, SAnsiString(), "listing");
+}
+
+/// An entry that is gone by its turn gets none.
+void SFileSys::Work::addRow(const Platform::FolderWalk& walk, std::string_view path, SIArray<FileProp>& rows)
+{
+    Platform::FoundEntry status;
+    const SystemError error = walk.readStatus(status);
+    if (error && meansGone(error)) {
+        return;
     }
+    const SAnsiString row = textFrom(path);
+    check(error, Codes::GetAttributesFailed, row, SAnsiString(), "listing");
+    rows.Add({status.modificationTime, row, status.folder ? 1 : 0, static_cast<std::uint32_t>(status.size)});
 }
 
 void SFileSys::renameFile(const SAnsiString& from, const SAnsiString& to)

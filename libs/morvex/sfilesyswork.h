@@ -8,11 +8,17 @@
 #include "platform/systemerror.h"
 
 #include <string>
+#include <string_view>
 
 namespace MorvexA106
 {
 
 class TreeWalk;
+
+namespace Platform
+{
+class FolderWalk;
+}
 
 struct SFileSys::Work
 {
@@ -54,7 +60,9 @@ struct SFileSys::Work
     /// For a place that should not be reached: the condition reads `false`.
     static void reportFalse(const char* message);
 
-    static bool isDotEntry(const SAnsiString& name) noexcept;
+    static bool isDotEntry(std::string_view name) noexcept;
+
+    static void addRow(const Platform::FolderWalk& walk, std::string_view path, SIArray<FileProp>& rows);
 
     static std::uint64_t readSize(const SAnsiString& path, const char* function);
 

@@ -13,6 +13,7 @@ struct SSFileSearch::Walk
 {
     Platform::FolderWalk entries;
     Platform::SystemError error;
+    bool atEntry = false;
 };
 
 SSFileSearch::SSFileSearch(const SAnsiString& folder, const SAnsiString& pattern)
@@ -34,12 +35,41 @@ bool SSFileSearch::FindFirst(SAnsiString& name)
 
 bool SSFileSearch::FindNext(SAnsiString& name)
 {
-    std::string found;
+    const char* found = nullptr;
     if (!m_walk || m_walk->error || !m_walk->entries.next(found, m_walk->error)) {
+        if (m_walk) {
+            m_walk->atEntry = false;
+        }
         return false;
     }
-    name = found.c_str();
+    m_walk->atEntry = true;
+    name = found;
     return true;
+}
+
+bool SSFileSearch::getEntry(Entry& entry) const
+{
+    Platform::FoundEntry status;
+    if (!isAtEntry() || m_walk->entries.readStatus(status)) {
+        return false;
+    }
+    entry = {status.modificationTime, status.folder, status.link, static_cast<__int64>(status.size)};
+    return true;
+}
+
+bool SSFileSearch::isDir() const noexcept
+{
+    return isAtEntry() && m_walk->entries.isFolder();
+}
+
+bool SSFileSearch::isLink() const noexcept
+{
+    return isAtEntry() && m_walk->entries.isLink();
+}
+
+bool SSFileSearch::isAtEntry() const noexcept
+{
+    return m_walk && m_walk->atEntry;
 }
 
 bool SSFileSearch::failed() const noexcept

@@ -28,16 +28,6 @@ bool isLink(const char* path) noexcept;
 /// The size as the folder's entry tells it; 0 for a folder. Windows error.
 SystemError readSize(const char* path, std::uint64_t& size) noexcept;
 
-struct FileStatus
-{
-    std::time_t modificationTime = 0;
-    bool folder = false;
-    std::uint64_t size = 0;
-};
-
-/// Of what a link points to; of the link itself where it leads nowhere. `errno`.
-SystemError readStatus(const char* path, FileStatus& status) noexcept;
-
 /// What tells one file or folder from all others, by whatever path it is reached.
 struct FileIdentity
 {
@@ -70,7 +60,15 @@ SystemError changeFolder(const char* path) noexcept;
 /// The current folder of a drive, named by its letter. `errno`. POSIX: there are no drives, and always fails.
 SystemError currentFolderOfDrive(char drive, std::string& folder);
 
-/// A walk over the entries of one folder. Windows errors.
+struct FoundEntry
+{
+    std::time_t modificationTime = 0;
+    bool folder = false;
+    bool link = false;
+    std::uint64_t size = 0;
+};
+
+/// A walk over the entries of one folder, which is held open. Windows errors.
 class FolderWalk
 {
 public:
@@ -83,8 +81,19 @@ public:
     /// `folder` is empty or ends in a separator.
     SystemError open(const std::string& folder, const char* pattern, Matcher matches);
 
-    /// False at the end and after a failure, which is stored. Closes the folder then.
-    bool next(std::string& name, SystemError& error);
+    /// The name stays until the next call. False at the end and after a failure, which is stored. Closes the folder
+    /// then.
+    bool next(const char*& name, SystemError& error);
+
+    // Of the entry that was found last; not to be asked after the end.
+
+    /// POSIX: of what a link leads to; of the link itself where it leads nowhere, but `link` is told either way. One
+    /// or two calls each time. Windows: of the entry itself, from what is known already.
+    SystemError readStatus(FoundEntry& status) const noexcept;
+
+    /// Asks the system only where the walk didn't tell it, or, POSIX, for a link. What can't be asked is no folder.
+    bool isFolder() const noexcept;
+    bool isLink() const noexcept;
 
 private:
     struct State;

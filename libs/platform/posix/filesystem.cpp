@@ -1,9 +1,9 @@
 #include "platform/filesystem.h"
 
 #include "platform/file.h"
+#include "platform/posix/entries.h"
 #include "platform/posix/owned.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -86,16 +86,6 @@ SystemError readSize(const char* path, std::uint64_t& size) noexcept
     return error;
 }
 
-SystemError readStatus(const char* path, FileStatus& result) noexcept
-{
-    struct stat status;
-    if (::stat(path, &status) != 0 && ::lstat(path, &status) != 0) {
-        return lastRuntimeError();
-    }
-    result = {status.st_mtime, S_ISDIR(status.st_mode), static_cast<std::uint64_t>(status.st_size)};
-    return {};
-}
-
 bool identify(const char* path, FileIdentity& identity) noexcept
 {
     struct stat status;
@@ -167,14 +157,25 @@ SystemError currentFolderOfDrive(char, std::string&)
 
 struct FolderWalk::State
 {
-    struct Close
-    {
-        void operator()(DIR* folder) const noexcept { ::closedir(folder); }
-    };
-
-    std::unique_ptr<DIR, Close> entries;
+    Descriptor folder;
+    EntryReader reader;
     std::string pattern;
     Matcher matches;
+    const char* name = nullptr;
+    mode_t type = 0; ///< 0 where the walk doesn't tell it
+
+    bool look(struct stat& status, int flags) const noexcept
+    {
+        return ::fstatat(folder.get(), name, &status, flags | AT_NO_AUTOMOUNT) == 0;
+    }
+    mode_t typeOfEntry() const noexcept
+    {
+        struct stat status;
+        if (type != 0) {
+            return type;
+        }
+        return look(status, AT_SYMLINK_NOFOLLOW) ? status.st_mode & S_IFMT : 0;
+    }
 };
 
 FolderWalk::FolderWalk() noexcept = default;
@@ -182,32 +183,53 @@ FolderWalk::~FolderWalk() = default;
 
 SystemError FolderWalk::open(const std::string& folder, const char* pattern, Matcher matches)
 {
-    auto state = std::make_unique<State>(State{nullptr, pattern, matches});
-    state->entries.reset(::opendir(folder.empty() ? "." : folder.c_str()));
-    if (!state->entries) {
+    const char* const path = folder.empty() ? "." : folder.c_str();
+    Descriptor opened(uninterrupted([&] { return ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (!opened) {
         return lastWindowsError();
     }
-    m_state = std::move(state);
+    m_state = std::make_unique<State>(State{std::move(opened), {}, pattern, matches});
     return {};
 }
 
-bool FolderWalk::next(std::string& name, SystemError& error)
+bool FolderWalk::next(const char*& name, SystemError& error)
 {
     error = {};
     while (m_state) {
-        errno = 0;
-        const dirent* entry = ::readdir(m_state->entries.get());
-        if (entry == nullptr) {
-            error = errno != 0 ? lastWindowsError() : SystemError{};
+        m_state->name = m_state->reader.next(m_state->folder.get(), m_state->type);
+        if (m_state->name == nullptr) {
+            error = windowsOutcome(errno);
             m_state.reset();
             return false;
         }
-        if (m_state->matches(m_state->pattern.c_str(), entry->d_name)) {
-            name = entry->d_name;
+        if (m_state->matches(m_state->pattern.c_str(), m_state->name)) {
+            name = m_state->name;
             return true;
         }
     }
     return false;
+}
+
+SystemError FolderWalk::readStatus(FoundEntry& result) const noexcept
+{
+    struct stat status;
+    if (!m_state->look(status, 0) && !m_state->look(status, AT_SYMLINK_NOFOLLOW)) {
+        return lastWindowsError();
+    }
+    result = {status.st_mtime, S_ISDIR(status.st_mode), isLink(), static_cast<std::uint64_t>(status.st_size)};
+    return {};
+}
+
+bool FolderWalk::isFolder() const noexcept
+{
+    struct stat status;
+    const mode_t type = m_state->typeOfEntry();
+    return S_ISDIR(type) || (S_ISLNK(type) && m_state->look(status, 0) && S_ISDIR(status.st_mode));
+}
+
+bool FolderWalk::isLink() const noexcept
+{
+    return S_ISLNK(m_state->typeOfEntry());
 }
 
 } // namespace MorvexA106::Platform

@@ -1,5 +1,6 @@
 #include "platform/filesystem.h"
 
+#include "platform/windows/entries.h"
 #include "platform/windows/owned.h"
 
 #include <windows.h>
@@ -26,6 +27,15 @@ SystemError windowsOutcome(BOOL succeeded) noexcept
 SystemError runtimeOutcome(int result) noexcept
 {
     return result == 0 ? SystemError{} : lastRuntimeError();
+}
+
+/// Since 1970, rounded down.
+std::time_t secondsOf(const FILETIME& time) noexcept
+{
+    constexpr std::int64_t unitsASecond = 10'000'000;
+    constexpr std::int64_t before1970 = 11'644'473'600;
+    const auto units = (static_cast<std::uint64_t>(time.dwHighDateTime) << 32) + time.dwLowDateTime;
+    return static_cast<std::time_t>(static_cast<std::int64_t>(units / unitsASecond) - before1970);
 }
 
 /// Calls with a buffer that doubles until the result fits.
@@ -71,17 +81,6 @@ SystemError readSize(const char* path, std::uint64_t& size) noexcept
     const SystemError error = windowsOutcome(search != nullptr);
     size = error ? 0 : (static_cast<std::uint64_t>(found.nFileSizeHigh) << 32) + found.nFileSizeLow;
     return error;
-}
-
-SystemError readStatus(const char* path, FileStatus& result) noexcept
-{
-    struct _stat64 status;
-    if (_stat64(path, &status) != 0) {
-        return lastRuntimeError();
-    }
-    result = {static_cast<std::time_t>(status.st_mtime), (status.st_mode & _S_IFDIR) != 0,
-              static_cast<std::uint64_t>(status.st_size)};
-    return {};
 }
 
 bool identify(const char* path, FileIdentity& identity) noexcept
@@ -167,7 +166,7 @@ SystemError FolderWalk::open(const std::string& folder, const char* pattern, Mat
     return GetLastError() == ERROR_FILE_NOT_FOUND ? SystemError{} : lastWindowsError(); // nothing matches
 }
 
-bool FolderWalk::next(std::string& name, SystemError& error)
+bool FolderWalk::next(const char*& name, SystemError& error)
 {
     error = {};
     if (!m_state) {
@@ -181,6 +180,23 @@ bool FolderWalk::next(std::string& name, SystemError& error)
     m_state->fresh = false;
     name = m_state->entry.cFileName;
     return true;
+}
+
+SystemError FolderWalk::readStatus(FoundEntry& status) const noexcept
+{
+    const WIN32_FIND_DATAA& entry = m_state->entry;
+    status = {secondsOf(entry.ftLastWriteTime), isFolder(), isLink(), sizeOf(entry)};
+    return {};
+}
+
+bool FolderWalk::isFolder() const noexcept
+{
+    return (m_state->entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool FolderWalk::isLink() const noexcept
+{
+    return kindOf(m_state->entry) == EntryKind::link;
 }
 
 } // namespace MorvexA106::Platform
