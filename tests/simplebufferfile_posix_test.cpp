@@ -63,7 +63,7 @@ TEST(SimpleBufferFilePosix, AFileThatIsCutUnderTheMappingFailsTheCallAndKeepsThe
         {"concat", [](FileBuffer& b, const Scratch&) { return b.concat(b, mappedBytes), !b.isMapped(); }},
         {"reserve", [](FileBuffer& b, const Scratch&) { return b.reserve(1); }},
         {"getBuffer", [](FileBuffer& b, const Scratch&) { return b.getBuffer() != nullptr; }},
-        {"a larger getBuffer", [](FileBuffer& b, const Scratch&) { return b.getBuffer(200000) != nullptr; }},
+        {"a larger getBuffer", [](FileBuffer& b, const Scratch&) { return b.getBuffer(400000) != nullptr; }},
         {"detach",
          [](FileBuffer& b, const Scratch&) {
              unsigned char* const block = b.detach();
@@ -108,10 +108,10 @@ TEST(SimpleBufferFilePosix, BuffersOfCutFilesHaveAnOrderStill)
     const Scratch scratch;
     const std::string whole = longText(mappedBytes);
     const FileBuffer empty = cutBuffer(scratch / "empty", 0);
-    const FileBuffer shorter = cutBuffer(scratch / "shorter", 16384);
-    const FileBuffer longer = cutBuffer(scratch / "longer", 20000);
-    const FileBuffer twin = cutBuffer(scratch / "twin", 20000);
-    const FileBuffer heap = holding(whole.substr(0, 20000));
+    const FileBuffer shorter = cutBuffer(scratch / "shorter", 32768);
+    const FileBuffer longer = cutBuffer(scratch / "longer", 40000);
+    const FileBuffer twin = cutBuffer(scratch / "twin", 40000);
+    const FileBuffer heap = holding(whole.substr(0, 40000));
     const FileBuffer greater = holding("\xFF");
     const FileBuffer nothing;
     // By what can be read, then by the length that was.
@@ -282,7 +282,7 @@ TEST(SimpleBufferFilePosix, ReadingAMappedFileGoesOnAfterShortReadsAndSignals)
             injection.disarm();
             EXPECT_TRUE(equal);
         });
-        EXPECT_GE(calls, 4u);
+        EXPECT_GE(calls, 3u) << "one to copy, two to compare";
     }
     Faults::eachCall({.error = EIO}, [&](Faults::Injection& injection) {
         Recorder recorder;

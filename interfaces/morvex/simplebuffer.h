@@ -142,23 +142,23 @@ public:
     /// new capacity. Null or no bytes change nothing.
     void append(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept
     {
-        if (bytes == nullptr || n == 0 || !isWritable() ||
-            !hasRoomFor(std::uint64_t(buffer->bytesUsed) + n)) {
+        unsigned char* const end = bytes != nullptr && n != 0 ? growInPlace(n) : nullptr;
+        if (end == nullptr) {
             appendSlow(bytes, n, headroom);
             return;
         }
-        std::memmove(buffer->data + buffer->bytesUsed, bytes, n);
-        buffer->bytesUsed += n;
+        std::memmove(end, bytes, n);
     }
 
     /// Without headroom.
     void append(unsigned char byte) noexcept
     {
-        if (!isWritable() || !hasRoomFor(std::uint64_t(buffer->bytesUsed) + 1)) {
+        unsigned char* const end = growInPlace(1);
+        if (end == nullptr) {
             appendSlow(&byte, 1, none);
             return;
         }
-        buffer->data[buffer->bytesUsed++] = byte;
+        *end = byte;
     }
     SSimpleBuffer& operator<<(unsigned char byte) noexcept
     {
@@ -332,6 +332,22 @@ private:
     {
         return buffer != nullptr && buffer->refCount.load(std::memory_order_acquire) <= 1 && !buffer->mapped;
     }
+
+    /// Where `n` bytes more go, which count as content from now on; null where there is no room for them in place.
+    /// A mapped record never has any.
+    unsigned char* growInPlace(unsigned n) noexcept
+    {
+        SSimpleInternalBuffer* const record = buffer;
+        if (record == nullptr || record->refCount.load(std::memory_order_acquire) > 1) {
+            return nullptr;
+        }
+        const unsigned used = record->bytesUsed;
+        if (std::uint64_t(used) + n >= record->bytesAllocated) {
+            return nullptr;
+        }
+        record->bytesUsed = used + n;
+        return record->data + used;
+    }
     bool hasRoomFor(std::uint64_t bytes) const noexcept { return bytes < buffer->bytesAllocated; }
     static void countUp(SSimpleInternalBuffer& record) noexcept
     {
@@ -343,6 +359,8 @@ private:
     void appendSlow(const unsigned char* bytes, unsigned n, unsigned headroom) noexcept;
     bool replaceRecord(std::uint64_t capacity, Held& old) noexcept;
     bool copyFrom(std::uint64_t bytes, Held& old) noexcept;
+    bool mayKeepRecord() const noexcept;
+    bool replaceBlock(std::uint64_t capacity, std::uint64_t bytesToCopy, Held& old) noexcept;
     bool moveTo(std::uint64_t capacity, std::uint64_t bytesToCopy, Held& old) noexcept;
     bool makeRoom(std::uint64_t needed, unsigned headroom, Held& old) noexcept;
     std::optional<std::size_t> placeInView(const unsigned char* bytes, unsigned n) const noexcept;

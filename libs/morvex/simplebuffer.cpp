@@ -194,20 +194,27 @@ void SSimpleBuffer::SSimpleInternalBuffer::UnMap() noexcept
     mapped = false;
 }
 
-/// A record that its handle has left, released at the end of the scope: until then its bytes can be copied.
+/// What a handle has left, a record or only its block, released at the end of the scope: until then its bytes can be
+/// copied.
 class SSimpleBuffer::Held
 {
 public:
     Held() = default;
     Held(const Held&) = delete;
     Held& operator=(const Held&) = delete;
-    ~Held() { ReleaseBuffer(m_record); }
+    ~Held()
+    {
+        ReleaseBuffer(m_record);
+        dealloc(m_block);
+    }
 
     void hold(SSimpleInternalBuffer* record) noexcept { m_record = record; }
+    void hold(unsigned char* block) noexcept { m_block = block; }
     SSimpleInternalBuffer* record() const noexcept { return m_record; }
 
 private:
     SSimpleInternalBuffer* m_record = nullptr;
+    unsigned char* m_block = nullptr;
 };
 
 SSimpleBuffer::SSimpleInternalBuffer& SSimpleBuffer::GetEmptyBuffer() noexcept
@@ -508,10 +515,29 @@ bool SSimpleBuffer::copyFrom(std::uint64_t bytes, Held& old) noexcept
     return true;
 }
 
-/// Puts a private record with the content in place and leaves the one before in `old`, or changes nothing.
+/// Whether a new record would be like this one, but for its block. A file that the record owns goes away with it.
+bool SSimpleBuffer::mayKeepRecord() const noexcept
+{
+    return isWritable() && !IsEmptyBuffer(*buffer) && !buffer->deleteBackingFile;
+}
+
+bool SSimpleBuffer::replaceBlock(std::uint64_t capacity, std::uint64_t bytesToCopy, Held& old) noexcept
+{
+    unsigned char* const block = capacity <= UINT32_MAX ? alloc(static_cast<unsigned>(capacity)) : nullptr;
+    if (block == nullptr) {
+        return check(false, "buffer->data");
+    }
+    copyBytes(block, buffer->data, bytesToCopy);
+    old.hold(std::exchange(buffer->data, block));
+    buffer->bytesAllocated = static_cast<unsigned>(capacity);
+    return true;
+}
+
+/// Puts a private block with the content in place and leaves the one before in `old`, or changes nothing.
 bool SSimpleBuffer::moveTo(std::uint64_t capacity, std::uint64_t bytesToCopy, Held& old) noexcept
 {
-    return replaceRecord(capacity, old) && copyFrom(bytesToCopy, old);
+    return mayKeepRecord() ? replaceBlock(capacity, bytesToCopy, old)
+                           : replaceRecord(capacity, old) && copyFrom(bytesToCopy, old);
 }
 
 /// The same unless the record has room. The room that a caller is promised here is real, so that he may write
@@ -560,7 +586,8 @@ void SSimpleBuffer::copyBeforeDetach() noexcept
 
 bool SSimpleBuffer::loadFromFile(const SAnsiString& name, bool useMapping, bool deleteWhenReleased) noexcept
 {
-    const SAnsiString file(name); // it may stand in the record that goes away now
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may stand in the record that goes away now
+    const SAnsiString file(name);
     if (ownsAlone(file)) {
         buffer->deleteBackingFile = false;
     }

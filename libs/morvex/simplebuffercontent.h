@@ -29,7 +29,7 @@ struct SimpleBufferContent
 class SimpleBufferReader
 {
 public:
-    static constexpr std::size_t blockBytes = std::size_t{16} * 1024;
+    static constexpr std::size_t blockBytes = std::size_t{32} * 1024;
 
     explicit SimpleBufferReader(const SimpleBufferContent& content) noexcept : m_content(content) {}
 
