@@ -3,6 +3,7 @@
 #include "morvex/sstringhelper.h"
 #include "platform/fileattributes.h"
 #include "platform/filesystem.h"
+#include "platform/folderchain.h"
 
 #include <vector>
 
@@ -55,7 +56,7 @@ void SFileSys::Work::ContentRemoval::removeEntry(const SAnsiString& path)
     }
     if (!error) {
         m_bytes += status.link ? 0 : status.size;
-    } else if (reasonOf(error) != Reasons::NotFound) {
+    } else if (!Platform::meansGone(error)) {
         trace("SFileSys::removeContent: Can't remove file %1. Reason: %2\n", path, textOf(error));
     }
 }
