@@ -294,3 +294,23 @@ TEST(SimpleBufferFilePosix, ReadingAMappedFileGoesOnAfterShortReadsAndSignals)
         EXPECT_EQ(recorder.count("Reason is: Input/output error."), injection.happened());
     });
 }
+
+TEST(SimpleBufferFilePosix, WithoutLocksAFileIsMappedAndStillNotOverwrittenByItsBuffer)
+{
+    const Scratch scratch;
+    putFile(scratch / "file", "content");
+    constexpr std::string_view locks[] = {"fcntl", "flock"};
+    for (const int error : {ENOLCK, EOPNOTSUPP, ENOSYS, EINVAL}) {
+        Faults::Injection injection({.error = error, .only = locks, .lasts = true}, 0);
+        injection.arm();
+        FileBuffer buffer;
+        EXPECT_TRUE(buffer.loadFromFile(scratch.path("file"), true, false));
+        Recorder recorder;
+        EXPECT_FALSE(buffer.saveToFile(scratch.path("./file"), true));
+        EXPECT_TRUE(buffer.saveToFile(scratch.path("other"), true));
+        injection.disarm();
+        EXPECT_TRUE(injection.happened());
+        EXPECT_EQ(recorder.count("Device or resource busy"), 1);
+        EXPECT_EQ(text(buffer), "content");
+    }
+}

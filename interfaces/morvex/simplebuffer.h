@@ -258,7 +258,7 @@ protected:
         std::intptr_t fileHandle = -1;
         std::intptr_t mappingHandle = 0;
 
-        /// Tells in a trace which file could not be read.
+        /// The name by which the file was mapped; empty in a record without a view.
         SAnsiString mappedFileName;
     };
 

@@ -88,9 +88,9 @@ void attempt(Work work, Report report) noexcept
     });
 }
 
-bool openToSave(SFile& file, bool overwrite) noexcept
+bool openToSave(SFile& file, bool overwrite, const SAnsiString& mapped) noexcept
 {
-    attempt([&] { SimpleBufferFile::openToSave(file, overwrite); },
+    attempt([&] { SimpleBufferFile::openToSave(file, overwrite, mapped); },
             [&](const SFileException& failure) {
                 MORVEX_TRACE("SSimpleBuffer::saveToFile: could not open file %1 for writing.  Reason: %2.",
                              file.getFilename(), failure.toString());
@@ -192,6 +192,7 @@ void SSimpleBuffer::SSimpleInternalBuffer::UnMap() noexcept
     fileHandle = -1;
     mappingHandle = 0;
     mapped = false;
+    mappedFileName = SAnsiString();
 }
 
 /// What a handle has left, a record or only its block, released at the end of the scope: until then its bytes can be
@@ -606,7 +607,7 @@ bool SSimpleBuffer::saveToFile(const SAnsiString& name, bool overwrite) const no
         return true;
     }
     SFile file(name);
-    if (!openToSave(file, overwrite)) {
+    if (!openToSave(file, overwrite, buffer->mappedFileName)) {
         return false;
     }
     auto content = readerOf(*buffer);

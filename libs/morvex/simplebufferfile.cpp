@@ -1,6 +1,7 @@
 #include "morvex/simplebufferfile.h"
 
 #include "platform/filemapping.h"
+#include "platform/filesystem.h"
 #include "platform/systemerror.h"
 
 #include <cerrno>
@@ -55,8 +56,12 @@ unsigned openToLoad(SFile& file)
     return checkedSize(file);
 }
 
-void openToSave(SFile& file, bool overwrite)
+void openToSave(SFile& file, bool overwrite, const SAnsiString& mapped)
 {
+    // Where the file system has no locks, nothing else stands in the way.
+    if (overwrite && !mapped.isEmpty() && Platform::isSameFile(mapped, file.getFilename())) {
+        throw failure(SFileException::OpenFailed, file, EBUSY);
+    }
     const int existing = overwrite ? SFile::truncate : SFile::exclusive;
     file.open(SFile::writeOnly | SFile::create | existing, SFile::ownerRWXMask, SFile::denyNothing);
 }

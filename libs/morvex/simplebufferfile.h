@@ -13,7 +13,8 @@ namespace MorvexA106::SimpleBufferFile
 /// Opens the file and returns its size, which fits a buffer.
 unsigned openToLoad(SFile& file);
 
-void openToSave(SFile& file, bool overwrite);
+/// `mapped` names the file that the content is a view of, if any: to empty that one would be to lose the content.
+void openToSave(SFile& file, bool overwrite, const SAnsiString& mapped);
 
 /// All of the bytes: a file that gives or takes only a part has failed.
 void readAll(SFile& file, std::span<unsigned char> bytes);
