@@ -6,7 +6,6 @@
 #include "morvex/textbuilder.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 namespace MorvexA106::DateFormat
@@ -15,267 +14,197 @@ namespace MorvexA106::DateFormat
 namespace
 {
 
-/// All numbers of two digits, one behind the other.
-constexpr auto digitPairs = [] {
-    std::array<char, 200> pairs{};
-    for (std::size_t number = 0; number < 100; ++number) {
-        pairs[2 * number] = static_cast<char>('0' + number / 10);
-        pairs[2 * number + 1] = static_cast<char>('0' + number % 10);
-    }
-    return pairs;
-}();
-
-/// Collects text in a buffer of its own, so that a text of usual length costs one allocation. Numbers and single
-/// units are put in without a look at the room: whoever puts them has it made, enough for any of our numbers.
+/// Writes into the room of a string that is made first, large enough for a text of usual length. The place of the
+/// next unit is the caller's, who passes it in and gets it back: so it stays in a register.
 class Writer
 {
 public:
-    static constexpr std::size_t roomOfNumber = NumberText::decimalRoom<int>;
+    static constexpr std::size_t roomOfField = NumberText::decimalRoom<int> + 1;
 
-    void makeRoom()
-    {
-        if (m_room.size() - m_used < roomOfNumber) [[unlikely]] {
-            flush();
-        }
-    }
-    void put(char unit) noexcept { m_room[m_used++] = unit; }
+    Writer() : m_text(usualLength) { grow(m_begin, m_text.room()); }
 
-    /// Below 100.
-    void putTwoDigits(int value) noexcept
+    char* begin() noexcept { return m_begin; }
+
+    /// Without more, room for any of our numbers and a sign behind it, which are put in without another look.
+    char* makeRoom(char* at, std::size_t units = roomOfField)
     {
-        std::memcpy(m_room.data() + m_used, &digitPairs[2 * static_cast<std::size_t>(value)], 2);
-        m_used += 2;
-    }
-    void putUnpadded(int value) noexcept
-    {
-        if (value >= 10) {
-            putTwoDigits(value);
-            return;
+        if (static_cast<std::size_t>(m_end - at) < units) [[unlikely]] {
+            return grow(at, units);
         }
-        put(static_cast<char>('0' + value));
-    }
-    void putInteger(int value) noexcept
-    {
-        if (value < 0) {
-            put('-');
-        }
-        char* const begin = m_room.data() + m_used;
-        m_used +=
-            static_cast<std::size_t>(NumberText::writeDecimal(begin, NumberText::magnitudeOf(value)) - begin);
+        return at;
     }
 
-    void put(std::string_view text)
+    char* put(char* at, std::string_view text)
     {
-        if (text.size() > m_room.size() - m_used) {
-            flush();
-        }
-        if (text.size() > m_room.size()) {
-            append(text);
-            return;
-        }
-        std::memcpy(m_room.data() + m_used, text.data(), text.size());
-        m_used += text.size();
+        at = makeRoom(at, text.size());
+        std::memcpy(at, text.data(), text.size());
+        return at + text.size();
     }
 
-    SAnsiString take()
+    SAnsiString take(const char* at) noexcept
     {
-        if (m_text.length() == 0 && m_used != 0) [[likely]] {
-            m_text = TextBuilder<char, 0>(m_used);
+        if (at == m_begin) {
+            return SAnsiString();
         }
-        flush();
+        m_text.cutTo(static_cast<std::size_t>(at - m_begin));
         return SAnsiString(m_text.take());
     }
 
 private:
-    void append(std::string_view text) { std::memcpy(m_text.extend(text.size()), text.data(), text.size()); }
-    void flush()
+    static constexpr std::size_t usualLength = 30;
+
+    char* grow(const char* at, std::size_t units)
     {
-        if (m_used != 0) {
-            append(std::string_view(m_room.data(), m_used));
-            m_used = 0;
-        }
+        const auto used = static_cast<std::size_t>(at - m_begin);
+        m_text.cutTo(used);
+        char* const next = m_text.extend(std::max(units, m_text.room()));
+        m_begin = next - used;
+        m_end = m_begin + m_text.length();
+        return next;
     }
 
     TextBuilder<char, 0> m_text;
-    std::array<char, 128> m_room;
-    std::size_t m_used = 0;
+    char* m_begin = nullptr;
+    char* m_end = nullptr;
 };
 
 struct Fields
 {
     SDate date;
-    Calendar::Day day{};
-    int hour = 0;
-    int minute = 0;
-    int second = 0;
+    int year = 0;
     int millisecond = 0;
+    /// Those of one or two digits, at the place of their token.
+    std::array<unsigned char, tokenCount> numbers{};
+    /// A bit for each token that has something to tell.
+    unsigned int told = 0;
+
+    unsigned char& operator[](Token token) noexcept { return numbers[static_cast<std::size_t>(token)]; }
+    unsigned char operator[](Token token) const noexcept { return numbers[static_cast<std::size_t>(token)]; }
+    bool tells(Token token) const noexcept { return (told >> static_cast<unsigned int>(token) & 1) != 0; }
 };
+
+template <class... Tokens>
+constexpr unsigned int bitsOf(Tokens... tokens) noexcept
+{
+    return ((1U << static_cast<unsigned int>(tokens)) | ...);
+}
+
+void addDate(Fields& fields, const SDate& date) noexcept
+{
+    const Calendar::Day day = Calendar::dayOf(date.GetDayNumber());
+    fields.date = date;
+    fields.year = day.year;
+    fields[Token::month] = static_cast<unsigned char>(day.month);
+    fields[Token::day] = static_cast<unsigned char>(day.day);
+    fields.told |= bitsOf(Token::year, Token::month, Token::day, Token::era);
+}
+
+void addTime(Fields& fields, const STime& time) noexcept
+{
+    const auto count = static_cast<std::uint32_t>(time.GetTotalMilliseconds());
+    const std::uint32_t seconds = count / 1000;
+    const std::uint32_t minutes = count / 60'000;
+    const std::uint32_t hours = count / 3'600'000;
+    const std::uint32_t halfDayHours = hours % 12;
+    fields.millisecond = static_cast<int>(count - seconds * 1000);
+    fields[Token::second] = static_cast<unsigned char>(seconds - minutes * 60);
+    fields[Token::minute] = static_cast<unsigned char>(minutes - hours * 60);
+    fields[Token::hour] = static_cast<unsigned char>(hours);
+    fields[Token::halfDayHour] = static_cast<unsigned char>(halfDayHours != 0 ? halfDayHours : 12);
+    fields.told |= bitsOf(Token::halfOfDay, Token::millisecond, Token::halfDayHour, Token::hour,
+                          Token::minute, Token::second);
+}
 
 Fields fieldsOf(const SDate& date, const STime& time) noexcept
 {
     Fields fields;
-    fields.date = date;
     if (date.IsValid()) {
-        fields.day = Calendar::dayOf(date.GetDayNumber());
+        addDate(fields, date);
     }
     if (time.IsValid()) {
-        const std::int32_t count = time.GetTotalMilliseconds();
-        fields.hour = count / 3'600'000;
-        fields.minute = count / 60'000 % 60;
-        fields.second = count / 1000 % 60;
-        fields.millisecond = count % 1000;
+        addTime(fields, time);
     }
     return fields;
 }
 
-void putNumber(Writer& out, int value, unsigned int run)
+/// Below 100.
+char* putTwoDigits(char* at, int value) noexcept
 {
-    if (run == 1) {
-        out.putUnpadded(value);
-        return;
-    }
-    out.putTwoDigits(value);
+    NumberText::putPair(at, NumberText::digitPairs, static_cast<unsigned int>(value));
+    return at + 2;
 }
 
-void putYear(Writer& out, int year)
+char* putNumber(char* at, int value, std::size_t run) noexcept
+{
+    return run == 1 ? NumberText::putLeading(at, static_cast<unsigned int>(value)) : putTwoDigits(at, value);
+}
+
+char* putFullYear(char* at, int year) noexcept
 {
     if (year >= 1000 && year <= 9999) [[likely]] {
-        out.putTwoDigits(year / 100);
-        out.putTwoDigits(year % 100);
-        return;
+        return putTwoDigits(putTwoDigits(at, year / 100), year % 100);
     }
-    out.putInteger(year);
-}
-
-void writeDay(Writer& out, const Fields& fields, unsigned int run)
-{
-    if (run <= 2) {
-        putNumber(out, fields.day.day, run);
-        return;
+    if (year < 0) {
+        *at++ = '-';
     }
-    const int day = Calendar::dayOfWeek(fields.date.GetDayNumber());
-    out.put((run == 3 ? SDateTimeString::GetShortDay(day) : SDateTimeString::GetLongDay(day)).view());
+    return NumberText::writeDecimal(at, NumberText::magnitudeOf(year));
 }
 
-void writeMonth(Writer& out, const Fields& fields, unsigned int run)
+char* putYear(char* at, int year, std::size_t run) noexcept
 {
-    const int month = fields.day.month;
-    if (run <= 2) {
-        putNumber(out, month, run);
-        return;
+    if (run >= 3) [[likely]] {
+        return putFullYear(at, year);
     }
-    out.put((run == 3 ? SDateTimeString::GetShortMonth(month) : SDateTimeString::GetLongMonth(month)).view());
+    return putNumber(at, year < 0 ? -(year % 100) : year % 100, run);
 }
 
-void writeYear(Writer& out, const Fields& fields, unsigned int run)
+char* putMillisecond(char* at, int value, std::size_t run) noexcept
 {
-    const int year = fields.day.year;
-    if (run >= 3) {
-        putYear(out, year);
-        return;
-    }
-    putNumber(out, year < 0 ? -(year % 100) : year % 100, run);
-}
-
-void writeEra(Writer& out, const Fields& fields, unsigned int)
-{
-    out.put(SDateTimeString::GetEra(fields.date).view());
-}
-
-void writeHalfDayHour(Writer& out, const Fields& fields, unsigned int run)
-{
-    const int hour = fields.hour % 12;
-    putNumber(out, hour != 0 ? hour : 12, run);
-}
-
-void writeHour(Writer& out, const Fields& fields, unsigned int run)
-{
-    putNumber(out, fields.hour, run);
-}
-
-void writeMinute(Writer& out, const Fields& fields, unsigned int run)
-{
-    putNumber(out, fields.minute, run);
-}
-
-void writeSecond(Writer& out, const Fields& fields, unsigned int run)
-{
-    putNumber(out, fields.second, run);
-}
-
-void writeMillisecond(Writer& out, const Fields& fields, unsigned int run)
-{
-    const int value = fields.millisecond;
     if (run == 1 && value < 100) {
-        out.putUnpadded(value);
-        return;
+        return putNumber(at, value, 1);
     }
-    out.put(static_cast<char>('0' + value / 100));
-    out.putTwoDigits(value % 100);
+    *at = static_cast<char>('0' + value / 100);
+    return putTwoDigits(at + 1, value % 100);
 }
 
-void writeHalfOfDay(Writer& out, const Fields& fields, unsigned int run)
+SAnsiString nameOf(Token token, const Fields& fields, std::size_t run)
 {
-    const bool morning = fields.hour < 12;
-    out.put((run == 1 ? SDateTimeString::GetShortAM(morning) : SDateTimeString::GetLongAM(morning)).view());
-}
-
-enum class Tells
-{
-    date,
-    time
-};
-
-struct Token
-{
-    char letter;
-    Tells tells;
-    void (*write)(Writer& out, const Fields& fields, unsigned int run);
-};
-
-constexpr std::array tokens = {
-    Token{'d', Tells::date, writeDay},         Token{'M', Tells::date, writeMonth},
-    Token{'y', Tells::date, writeYear},        Token{'g', Tells::date, writeEra},
-    Token{'h', Tells::time, writeHalfDayHour}, Token{'H', Tells::time, writeHour},
-    Token{'m', Tells::time, writeMinute},      Token{'s', Tells::time, writeSecond},
-    Token{'S', Tells::time, writeMillisecond}, Token{'t', Tells::time, writeHalfOfDay},
-};
-
-constexpr std::size_t noToken = tokens.size();
-
-/// The place in the table of every byte's token.
-constexpr auto tokenPlaces = [] {
-    std::array<std::uint8_t, 256> places{};
-    places.fill(noToken);
-    for (std::size_t place = 0; place < tokens.size(); ++place) {
-        places[static_cast<unsigned char>(tokens[place].letter)] = static_cast<std::uint8_t>(place);
+    const bool isShort = run <= 3;
+    const bool isMorning = fields[Token::hour] < 12;
+    switch (token) {
+    case Token::day: {
+        const int day = Calendar::dayOfWeek(fields.date.GetDayNumber());
+        return isShort ? SDateTimeString::GetShortDay(day) : SDateTimeString::GetLongDay(day);
     }
-    return places;
-}();
-
-std::size_t placeOf(char letter) noexcept
-{
-    return tokenPlaces[static_cast<unsigned char>(letter)];
-}
-
-/// Most are a single sign between two fields.
-void putLiteral(Writer& out, std::string_view literal)
-{
-    if (literal.size() == 1) {
-        out.put(literal.front());
-        return;
+    case Token::month: {
+        const int month = fields[Token::month];
+        return isShort ? SDateTimeString::GetShortMonth(month) : SDateTimeString::GetLongMonth(month);
     }
-    out.put(literal);
+    case Token::era:
+        return SDateTimeString::GetEra(fields.date);
+    default:
+        return run == 1 ? SDateTimeString::GetShortAM(isMorning) : SDateTimeString::GetLongAM(isMorning);
+    }
 }
 
-bool isQuote(char unit) noexcept
+/// There is room for a number.
+char* putField(Writer& out, char* at, Token token, const Fields& fields, std::size_t run)
 {
-    return unit == '\'' || unit == '"';
+    if (isTwoDigitNumber(token, run)) [[likely]] {
+        return putNumber(at, fields[token], run);
+    }
+    if (token == Token::year) {
+        return putYear(at, fields.year, run);
+    }
+    if (token == Token::millisecond) {
+        return putMillisecond(at, fields.millisecond, run);
+    }
+    return out.put(at, nameOf(token, fields, run).view());
 }
 
 } // namespace
 
-const char* PatternReader::step(const char* at) noexcept
+const char* LiteralReader::step(const char* at) noexcept
 {
     if (static_cast<unsigned char>(*at) < 0x80) [[likely]] {
         return at + 1;
@@ -286,67 +215,57 @@ const char* PatternReader::step(const char* at) noexcept
     return at + m_locale->step(at);
 }
 
-void PatternReader::takeQuoted(Piece& piece) noexcept
+std::string_view LiteralReader::takeQuoted(const char*& at) noexcept
 {
-    const char quote = *m_at++;
-    const char* const begin = m_at;
-    while (*m_at != 0 && *m_at != quote) {
-        m_at = step(m_at);
+    const char quote = *at++;
+    const char* const begin = at;
+    while (*at != 0 && *at != quote) {
+        at = step(at);
     }
-    piece.literal = std::string_view(begin, static_cast<std::size_t>(m_at - begin));
-    m_at += *m_at != 0 ? 1 : 0;
+    const std::string_view text(begin, static_cast<std::size_t>(at - begin));
+    at += *at != 0 ? 1 : 0;
+    return text;
 }
 
-void PatternReader::takeLiteral(Piece& piece) noexcept
+std::string_view LiteralReader::take(const char*& at) noexcept
 {
-    const char* const begin = m_at;
-    while (*m_at != 0 && !isQuote(*m_at) && placeOf(*m_at) == noToken) {
-        m_at = step(m_at);
+    if (tokenOf(*at) == Token::quote) {
+        return takeQuoted(at);
     }
-    piece.literal = std::string_view(begin, static_cast<std::size_t>(m_at - begin));
-}
-
-bool PatternReader::next(Piece& piece) noexcept
-{
-    const char first = *m_at;
-    if (first == 0) {
-        return false;
+    const char* const begin = at;
+    while (tokenOf(*at) == Token::literal) {
+        at = step(at);
     }
-    piece.letter = 0;
-    if (isQuote(first)) {
-        takeQuoted(piece);
-        return true;
-    }
-    if (placeOf(first) == noToken) {
-        takeLiteral(piece);
-        return true;
-    }
-    const char* const begin = m_at;
-    while (*m_at == first) {
-        ++m_at;
-    }
-    piece.letter = first;
-    piece.run = static_cast<unsigned int>(m_at - begin);
-    return true;
+    return std::string_view(begin, static_cast<std::size_t>(at - begin));
 }
 
 SAnsiString format(const char* pattern, const SDate& date, const STime& time)
 {
     const Fields fields = fieldsOf(date, time);
-    PatternReader reader(pattern);
+    LiteralReader literals;
     Writer out;
-    for (Piece piece; reader.next(piece);) {
-        out.makeRoom();
-        if (piece.letter == 0) {
-            putLiteral(out, piece.literal);
-            continue;
-        }
-        const Token& token = tokens[placeOf(piece.letter)];
-        if (token.tells == Tells::date ? date.IsValid() : time.IsValid()) {
-            token.write(out, fields, piece.run);
+    char* at = out.begin();
+    const char* next = pattern != nullptr ? pattern : "";
+    for (Token token = tokenOf(*next); token != Token::end; token = tokenOf(*next)) {
+        at = out.makeRoom(at);
+        if (isLetter(token)) {
+            const char* const begin = next;
+            next = endOfRun(next);
+            if (fields.tells(token)) [[likely]] {
+                at = putField(out, at, token, fields, static_cast<std::size_t>(next - begin));
+            }
+            if (tokenOf(*next) == Token::literal && isSingleLiteral(next)) {
+                *at++ = *next++;
+            }
+        } else if (token == Token::literal && isSingleLiteral(next)) {
+            *at++ = *next++;
+        } else {
+            const char* rest = next;
+            at = out.put(at, literals.take(rest));
+            next = rest;
         }
     }
-    return out.take();
+    return out.take(at);
 }
 
 } // namespace MorvexA106::DateFormat

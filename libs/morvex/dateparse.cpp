@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
+#include <cstddef>
 
 namespace MorvexA106::DateParse
 {
@@ -15,30 +15,41 @@ namespace MorvexA106::DateParse
 namespace
 {
 
-using DateFormat::PatternReader;
-using DateFormat::Piece;
+using DateFormat::Token;
+using DateFormat::tokenOf;
 
-/// What a field is in the text, and where.
+/// A place in the text, null for none, and what stands there.
 struct Found
 {
-    std::optional<int> value;
-    std::size_t at = 0;
+    const char* at = nullptr;
+    int value = 0;
+
+    explicit operator bool() const noexcept { return at != nullptr; }
+    int valueOr(int other) const noexcept { return at != nullptr ? value : other; }
 };
 
-struct Fields
+/// The fields that have no token of their own come behind the others.
+constexpr std::size_t yearOfCentury = DateFormat::tokenCount;
+constexpr std::size_t dayOfWeek = DateFormat::tokenCount + 1;
+
+class Fields
 {
-    Found year;
-    Found yearOfCentury;
-    Found month;
-    Found day;
-    Found dayOfWeek;
-    Found isCommonEra;
-    Found hour;
-    Found halfDayHour;
-    Found isMorning;
-    Found minute;
-    Found second;
-    Found millisecond;
+public:
+    Found& operator[](Token token) noexcept { return m_found[static_cast<std::size_t>(token)]; }
+    const Found& operator[](Token token) const noexcept { return m_found[static_cast<std::size_t>(token)]; }
+    Found& operator[](std::size_t place) noexcept { return m_found[place]; }
+    const Found& operator[](std::size_t place) const noexcept { return m_found[place]; }
+
+private:
+    std::array<Found, DateFormat::tokenCount + 2> m_found{};
+};
+
+/// What is read of the text: up to where it fits, and whether that is all that was asked. The end is passed along
+/// apart from it, so that both stay in registers.
+struct Taken
+{
+    const char* at;
+    bool fits;
 };
 
 bool isDigit(char unit) noexcept
@@ -46,308 +57,313 @@ bool isDigit(char unit) noexcept
     return unit >= '0' && unit <= '9';
 }
 
-/// The text and how far it is taken. What fails leaves the position where the text differs.
-class Scanner
+Taken takeLiteral(const char* at, const char* end, std::string_view literal) noexcept
 {
-public:
-    explicit Scanner(std::string_view text) noexcept : m_text(text) {}
+    const auto [differs, here] = std::mismatch(literal.begin(), literal.end(), at, end);
+    return {here, differs == literal.end()};
+}
 
-    std::size_t at() const noexcept { return m_at; }
-    bool isAtEnd() const noexcept { return m_at == m_text.size(); }
-    void goBackTo(std::size_t at) noexcept { m_at = at; }
-
-    bool takeLiteral(std::string_view literal) noexcept
-    {
-        const std::string_view rest = m_text.substr(m_at);
-        const auto differs = std::mismatch(literal.begin(), literal.end(), rest.begin(), rest.end()).first;
-        m_at += static_cast<std::size_t>(differs - literal.begin());
-        return differs == literal.end();
+/// Digits, as many as there are up to `most`. Without padding a zero stands alone.
+Taken takeNumber(const char* at, const char* end, std::ptrdiff_t fewest, std::ptrdiff_t most,
+                 int& value) noexcept
+{
+    const bool isPadded = fewest == most;
+    const char* const begin = at;
+    const char* const last = begin + std::min(most, end - begin);
+    value = 0;
+    while (at != last && isDigit(*at) && (isPadded || at == begin || value != 0)) {
+        value = value * 10 + (*at++ - '0');
     }
+    return {at, at - begin >= fewest};
+}
 
-    /// Digits, as many as there are up to `most`. Without padding a zero stands alone.
-    std::optional<int> takeNumber(std::size_t fewest, std::size_t most) noexcept
-    {
-        const bool isPadded = fewest == most;
-        std::size_t digits = 0;
-        int value = 0;
-        while (digits < most && !isAtEnd() && isDigit(m_text[m_at]) &&
-               (isPadded || digits == 0 || value != 0)) {
-            value = value * 10 + (m_text[m_at] - '0');
-            ++m_at;
-            ++digits;
+/// The number of the longest name that the text goes on with.
+template <class NameOf>
+Taken takeName(const char* at, const char* end, int first, int last, NameOf nameOf, int& value)
+{
+    const std::string_view rest(at, static_cast<std::size_t>(end - at));
+    std::size_t longest = 0;
+    for (int number = first; number <= last; ++number) {
+        const SAnsiString name = nameOf(number);
+        if (name.view().size() > longest && rest.starts_with(name.view())) {
+            value = number;
+            longest = name.view().size();
         }
-        return digits >= fewest ? std::optional(value) : std::nullopt;
     }
+    return {at + longest, longest != 0};
+}
 
-    /// The number of the longest name that the text goes on with.
-    template <class NameOf>
-    std::optional<int> takeName(int first, int last, NameOf nameOf)
-    {
-        const std::string_view rest = m_text.substr(m_at);
-        std::optional<int> found;
-        std::size_t longest = 0;
-        for (int number = first; number <= last; ++number) {
-            const SAnsiString name = nameOf(number);
-            if (name.view().size() > longest && rest.starts_with(name.view())) {
-                found = number;
-                longest = name.view().size();
-            }
-        }
-        m_at += longest;
-        return found;
+/// Keeps a field that begins at `begin`, unless it is none, out of range, or was another one before.
+Taken keep(Found& field, const char* begin, Taken taken, int value, int first, int last) noexcept
+{
+    if (!taken.fits) {
+        return taken;
     }
+    if (value < first || value > last || (field && field.value != value)) {
+        return {begin, false};
+    }
+    field = {begin, value};
+    return taken;
+}
 
-private:
-    std::string_view m_text;
-    std::size_t m_at = 0;
+struct Range
+{
+    int first;
+    int last;
 };
 
-/// Keeps a field that begins at `at`, unless it is none, out of range, or was another one before.
-bool keep(Scanner& text, Found& field, std::size_t at, std::optional<int> value, int first, int last) noexcept
+/// Of the fields that are numbers of one or two digits.
+constexpr Range rangeOf(Token token) noexcept
 {
-    if (!value) {
-        return false;
-    }
-    if (*value < first || *value > last || (field.value && *field.value != *value)) {
-        text.goBackTo(at);
-        return false;
-    }
-    field = {value, at};
-    return true;
+    constexpr Range ranges[] = {{1, 31}, {1, 12}, {1, 12}, {0, 23}, {0, 59}, {0, 59}};
+    return ranges[static_cast<std::size_t>(token) - static_cast<std::size_t>(Token::day)];
 }
 
-bool readNumber(Scanner& text, Found& field, unsigned int run, int first, int last) noexcept
+Taken readNumber(const char* at, const char* end, Found& field, std::size_t run, Range range) noexcept
 {
-    const std::size_t at = text.at();
-    return keep(text, field, at, text.takeNumber(run == 1 ? 1 : 2, 2), first, last);
+    if (run != 1 && end - at >= 2 && isDigit(at[0]) && isDigit(at[1])) [[likely]] {
+        const int value = (at[0] - '0') * 10 + (at[1] - '0');
+        return keep(field, at, {at + 2, true}, value, range.first, range.last);
+    }
+    int value = 0;
+    const Taken taken = takeNumber(at, end, run == 1 ? 1 : 2, 2, value);
+    return keep(field, at, taken, value, range.first, range.last);
 }
 
-bool readDay(Scanner& text, Fields& fields, unsigned int run, bool)
+Taken readDayName(const char* at, const char* end, Fields& fields, std::size_t run)
 {
-    if (run <= 2) {
-        return readNumber(text, fields.day, run, 1, 31);
-    }
-    const std::size_t at = text.at();
     const auto name = run == 3 ? SDateTimeString::GetShortDay : SDateTimeString::GetLongDay;
-    return keep(text, fields.dayOfWeek, at, text.takeName(0, 6, name), 0, 6);
+    int value = 0;
+    const Taken taken = takeName(at, end, 0, 6, name, value);
+    return keep(fields[dayOfWeek], at, taken, value, 0, 6);
 }
 
-bool readMonth(Scanner& text, Fields& fields, unsigned int run, bool)
+Taken readMonthName(const char* at, const char* end, Fields& fields, std::size_t run)
 {
-    if (run <= 2) {
-        return readNumber(text, fields.month, run, 1, 12);
-    }
-    const std::size_t at = text.at();
     const auto name = run == 3 ? SDateTimeString::GetShortMonth : SDateTimeString::GetLongMonth;
-    return keep(text, fields.month, at, text.takeName(1, 12, name), 1, 12);
+    int value = 0;
+    const Taken taken = takeName(at, end, 1, 12, name, value);
+    return keep(fields[Token::month], at, taken, value, 1, 12);
 }
 
-bool readYear(Scanner& text, Fields& fields, unsigned int run, bool numberFollows)
+Taken readFullYear(const char* at, const char* end, Fields& fields, bool numberFollows) noexcept
 {
-    if (run <= 2) {
-        return readNumber(text, fields.yearOfCentury, run, 0, 99);
-    }
     constexpr int latest = 9'999'999;
-    const std::size_t at = text.at();
-    const bool isNegative = text.takeLiteral("-");
-    std::optional<int> year = numberFollows ? text.takeNumber(4, 4) : text.takeNumber(1, 7);
-    if (year && *year < (numberFollows ? 1000 : 1)) {
-        text.goBackTo(at);
-        return false;
+    const bool isNegative = at != end && *at == '-';
+    int year = 0;
+    const Taken taken =
+        takeNumber(at + (isNegative ? 1 : 0), end, numberFollows ? 4 : 1, numberFollows ? 4 : 7, year);
+    if (taken.fits && year < (numberFollows ? 1000 : 1)) {
+        return {at, false};
     }
-    if (year && isNegative) {
-        year = -*year;
-    }
-    return keep(text, fields.year, at, year, -latest, latest);
+    return keep(fields[Token::year], at, taken, isNegative ? -year : year, -latest, latest);
 }
 
-bool readEra(Scanner& text, Fields& fields, unsigned int, bool)
+Taken readEra(const char* at, const char* end, Fields& fields)
 {
-    const std::size_t at = text.at();
     const auto nameOf = [](int isCommon) {
         return SDateTimeString::GetEra(SDate(isCommon != 0 ? 1 : -1, 1, 1));
     };
-    return keep(text, fields.isCommonEra, at, text.takeName(0, 1, nameOf), 0, 1);
+    int value = 0;
+    const Taken taken = takeName(at, end, 0, 1, nameOf, value);
+    return keep(fields[Token::era], at, taken, value, 0, 1);
 }
 
-bool readHalfDayHour(Scanner& text, Fields& fields, unsigned int run, bool)
+Taken readMillisecond(const char* at, const char* end, Fields& fields, std::size_t run) noexcept
 {
-    return readNumber(text, fields.halfDayHour, run, 1, 12);
+    int value = 0;
+    const Taken taken = takeNumber(at, end, run == 1 ? 1 : 3, 3, value);
+    return keep(fields[Token::millisecond], at, taken, value, 0, 999);
 }
 
-bool readHour(Scanner& text, Fields& fields, unsigned int run, bool)
+Taken readHalfOfDay(const char* at, const char* end, Fields& fields, std::size_t run)
 {
-    return readNumber(text, fields.hour, run, 0, 23);
-}
-
-bool readMinute(Scanner& text, Fields& fields, unsigned int run, bool)
-{
-    return readNumber(text, fields.minute, run, 0, 59);
-}
-
-bool readSecond(Scanner& text, Fields& fields, unsigned int run, bool)
-{
-    return readNumber(text, fields.second, run, 0, 59);
-}
-
-bool readMillisecond(Scanner& text, Fields& fields, unsigned int run, bool)
-{
-    const std::size_t at = text.at();
-    return keep(text, fields.millisecond, at, text.takeNumber(run == 1 ? 1 : 3, 3), 0, 999);
-}
-
-bool readHalfOfDay(Scanner& text, Fields& fields, unsigned int run, bool)
-{
-    const std::size_t at = text.at();
     const auto nameOf = [run](int isMorning) {
         return run == 1 ? SDateTimeString::GetShortAM(isMorning != 0)
                         : SDateTimeString::GetLongAM(isMorning != 0);
     };
-    return keep(text, fields.isMorning, at, text.takeName(0, 1, nameOf), 0, 1);
+    int value = 0;
+    const Taken taken = takeName(at, end, 0, 1, nameOf, value);
+    return keep(fields[Token::halfOfDay], at, taken, value, 0, 1);
 }
-
-struct Token
-{
-    char letter;
-    bool (*read)(Scanner& text, Fields& fields, unsigned int run, bool numberFollows);
-};
-
-constexpr std::array tokens = {
-    Token{'d', readDay},         Token{'M', readMonth},     Token{'y', readYear},   Token{'g', readEra},
-    Token{'h', readHalfDayHour}, Token{'H', readHour},      Token{'m', readMinute}, Token{'s', readSecond},
-    Token{'S', readMillisecond}, Token{'t', readHalfOfDay},
-};
 
 /// Whether what comes next in the pattern begins with a digit, so that a full year in front of it has no end of
 /// its own.
-bool doesNumberFollow(PatternReader pattern) noexcept
+bool doesNumberFollow(const char* pattern) noexcept
 {
-    for (Piece piece; pattern.next(piece);) {
-        if (piece.letter != 0) {
-            const bool isName = (piece.letter == 'd' || piece.letter == 'M') && piece.run > 2;
-            return !isName && piece.letter != 'g' && piece.letter != 't';
+    DateFormat::LiteralReader literals;
+    for (Token token = tokenOf(*pattern); token != Token::end; token = tokenOf(*pattern)) {
+        if (isLetter(token)) {
+            const bool isName =
+                (token == Token::day || token == Token::month) && DateFormat::endOfRun(pattern) - pattern > 2;
+            return !isName && token != Token::era && token != Token::halfOfDay;
         }
-        if (!piece.literal.empty()) {
-            return isDigit(piece.literal.front());
+        if (token == Token::literal) {
+            return isDigit(*pattern);
+        }
+        const std::string_view quoted = literals.take(pattern);
+        if (!quoted.empty()) {
+            return isDigit(quoted.front());
         }
     }
     return false;
 }
 
-bool readPiece(Scanner& text, Fields& fields, const Piece& piece, const PatternReader& behind)
+/// `behind` is the pattern behind the run.
+Taken readField(const char* at, const char* end, Fields& fields, Token token, std::size_t run,
+                const char* behind)
 {
-    if (piece.letter == 0) {
-        return text.takeLiteral(piece.literal);
+    if (isTwoDigitNumber(token, run)) [[likely]] {
+        return readNumber(at, end, fields[token], run, rangeOf(token));
     }
-    const auto isIt = [&piece](const Token& token) { return token.letter == piece.letter; };
-    const auto token = std::find_if(tokens.begin(), tokens.end(), isIt);
-    const bool isFullYear = piece.letter == 'y' && piece.run >= 3;
-    return token->read(text, fields, piece.run, isFullYear && doesNumberFollow(behind));
+    switch (token) {
+    case Token::day:
+        return readDayName(at, end, fields, run);
+    case Token::month:
+        return readMonthName(at, end, fields, run);
+    case Token::year:
+        return run <= 2 ? readNumber(at, end, fields[yearOfCentury], run, {0, 99})
+                        : readFullYear(at, end, fields, doesNumberFollow(behind));
+    case Token::era:
+        return readEra(at, end, fields);
+    case Token::millisecond:
+        return readMillisecond(at, end, fields, run);
+    default:
+        return readHalfOfDay(at, end, fields, run);
+    }
 }
 
 bool tellsEnough(const Fields& fields) noexcept
 {
-    const bool hasYear = fields.year.value || fields.yearOfCentury.value;
-    const bool hasHour = fields.hour.value || !fields.halfDayHour.value || fields.isMorning.value;
-    return hasYear && fields.month.value && fields.day.value && hasHour;
+    const bool hasYear = fields[Token::year] || fields[yearOfCentury];
+    const bool hasHour = fields[Token::hour] || !fields[Token::halfDayHour] || fields[Token::halfOfDay];
+    return hasYear && fields[Token::month] && fields[Token::day] && hasHour;
 }
 
 /// Two digits stand for the years 1970 to 2069.
 int yearOf(const Fields& fields) noexcept
 {
-    if (fields.year.value) {
-        return *fields.year.value;
+    if (fields[Token::year]) {
+        return fields[Token::year].value;
     }
-    const int year = *fields.yearOfCentury.value;
+    const int year = fields[yearOfCentury].value;
     return year < 70 ? 2000 + year : 1900 + year;
 }
 
+/// Whether the field was told, and is another one; then the text differs there.
+bool differs(const Found& field, int value, const char*& mismatch) noexcept
+{
+    const bool isOther = field && field.value != value;
+    mismatch = isOther ? field.at : mismatch;
+    return isOther;
+}
+
+/// The days that were left out when the calendar changed.
+bool isDropped(int year, int month, int day) noexcept
+{
+    return year == 1582 && month == 10 && day > 4 && day < 15;
+}
+
 /// The day, or an invalid one with the place of the field that does not fit the others.
-SDate dateOf(const Fields& fields, std::size_t& mismatch)
+SDate dateOf(const Fields& fields, const char*& mismatch)
 {
     const int year = yearOf(fields);
-    const int month = *fields.month.value;
-    const int day = *fields.day.value;
-    const auto differs = [&mismatch](const Found& field, int value) {
-        mismatch = field.value && *field.value != value ? field.at : mismatch;
-        return field.value && *field.value != value;
-    };
-    mismatch = fields.day.at;
-    if (day > Calendar::daysOfMonth(year, month)) {
+    const int month = fields[Token::month].value;
+    const int day = fields[Token::day].value;
+    mismatch = fields[Token::day].at;
+    if (day > Calendar::daysOfMonth(year, month) || isDropped(year, month, day)) {
         return {};
     }
     const std::int64_t number = Calendar::numberOf(year, month, day);
-    if (number != static_cast<std::int32_t>(number)) {
-        mismatch = fields.year.at;
+    const auto cut = static_cast<std::int32_t>(number);
+    const SDate date = SDate::FromDayNumber(cut);
+    if (number != cut || !date.IsValid()) {
+        mismatch = fields[Token::year].at;
         return {};
     }
-    const SDate date = SDate::FromDayNumber(static_cast<std::int32_t>(number));
-    const bool isDropped = Calendar::dayOf(date.GetDayNumber()).day != day;
-    if (isDropped || differs(fields.yearOfCentury, year < 0 ? -(year % 100) : year % 100) ||
-        differs(fields.dayOfWeek, Calendar::dayOfWeek(date.GetDayNumber())) ||
-        differs(fields.isCommonEra, year > 0 ? 1 : 0)) {
+    if (differs(fields[yearOfCentury], year < 0 ? -(year % 100) : year % 100, mismatch) ||
+        differs(fields[dayOfWeek], Calendar::dayOfWeek(cut), mismatch) ||
+        differs(fields[Token::era], year > 0 ? 1 : 0, mismatch)) {
         return {};
     }
     return date;
 }
 
-/// The same for the time of day. What is not told is 0.
-STime timeOf(const Fields& fields, std::size_t& mismatch)
+/// The hour that the text tells in one way or the other; what is not told is 0.
+int hourOf(const Fields& fields) noexcept
 {
-    std::optional<int> hour = fields.hour.value;
-    if (!hour && fields.halfDayHour.value) {
-        hour = *fields.halfDayHour.value % 12 + (*fields.isMorning.value != 0 ? 0 : 12);
-    }
-    const int told = hour.value_or(fields.isMorning.value.value_or(1) != 0 ? 0 : 12);
-    if (fields.halfDayHour.value && *fields.halfDayHour.value % 12 != told % 12) {
-        mismatch = fields.halfDayHour.at;
-        return {};
-    }
-    if (fields.isMorning.value && (*fields.isMorning.value != 0) != (told < 12)) {
-        mismatch = fields.isMorning.at;
-        return {};
-    }
-    const int minutes = told * 60 + fields.minute.value.value_or(0);
-    const int seconds = minutes * 60 + fields.second.value.value_or(0);
-    return STime::FromMilliseconds(seconds * 1000 + fields.millisecond.value.value_or(0));
+    const int halfDay = fields[Token::halfOfDay].valueOr(1) != 0 ? 0 : 12;
+    return fields[Token::hour].valueOr(fields[Token::halfDayHour].valueOr(0) % 12 + halfDay);
 }
 
-bool readFields(Scanner& scanner, const char* pattern, Fields& fields)
+/// The same as `dateOf` for the time of day.
+STime timeOf(const Fields& fields, const char*& mismatch) noexcept
 {
-    PatternReader reader(pattern);
-    for (Piece piece; reader.next(piece);) {
-        if (!readPiece(scanner, fields, piece, reader)) {
-            return false;
+    const int hour = hourOf(fields);
+    const Found& halfDayHour = fields[Token::halfDayHour];
+    if (halfDayHour && halfDayHour.value % 12 != hour % 12) {
+        mismatch = halfDayHour.at;
+        return {};
+    }
+    if (differs(fields[Token::halfOfDay], hour < 12 ? 1 : 0, mismatch)) {
+        return {};
+    }
+    const int minutes = hour * 60 + fields[Token::minute].valueOr(0);
+    const int seconds = minutes * 60 + fields[Token::second].valueOr(0);
+    return STime::FromMilliseconds(seconds * 1000 + fields[Token::millisecond].valueOr(0));
+}
+
+Taken readFields(std::string_view text, const char* next, Fields& fields)
+{
+    DateFormat::LiteralReader literals;
+    const char* const end = text.data() + text.size();
+    Taken taken = {text.data(), true};
+    for (Token token = tokenOf(*next); token != Token::end; token = tokenOf(*next)) {
+        if (isLetter(token)) {
+            const char* const begin = next;
+            next = DateFormat::endOfRun(next);
+            const auto run = static_cast<std::size_t>(next - begin);
+            taken = readField(taken.at, end, fields, token, run, next);
+        } else if (token == Token::literal && DateFormat::isSingleLiteral(next)) {
+            const bool fits = taken.at != end && *taken.at == *next++;
+            taken = {taken.at + (fits ? 1 : 0), fits};
+        } else {
+            const char* rest = next;
+            taken = takeLiteral(taken.at, end, literals.take(rest));
+            next = rest;
+        }
+        if (!taken.fits) {
+            return taken;
         }
     }
-    return scanner.isAtEnd();
+    return {taken.at, taken.at == end};
 }
 
 } // namespace
 
 Parsed parse(std::string_view text, const char* pattern)
 {
-    Scanner scanner(text);
     Fields fields;
-    const bool taken = readFields(scanner, pattern, fields);
+    const Taken taken = readFields(text, pattern != nullptr ? pattern : "", fields);
+    const auto placeOf = [text](const char* at) { return static_cast<std::size_t>(at - text.data()); };
     Parsed parsed;
-    parsed.mismatch = scanner.at();
-    if (!taken) {
+    parsed.mismatch = placeOf(taken.at);
+    if (!taken.fits) {
         return parsed;
     }
     if (!tellsEnough(fields)) {
         MORVEX_FAIL("a pattern to read by tells year, month and day, and AM or PM with hours of 12");
         return parsed;
     }
-    const SDate date = dateOf(fields, parsed.mismatch);
-    if (!date.IsValid()) {
+    const char* mismatch = nullptr;
+    const SDate date = dateOf(fields, mismatch);
+    const STime time = date.IsValid() ? timeOf(fields, mismatch) : STime();
+    if (!time.IsValid()) {
+        parsed.mismatch = placeOf(mismatch);
         return parsed;
     }
-    parsed.time = timeOf(fields, parsed.mismatch);
-    if (parsed.time.IsValid()) {
-        parsed.date = date;
-        parsed.mismatch = text.size();
-    }
+    parsed.date = date;
+    parsed.time = time;
     return parsed;
 }
 
