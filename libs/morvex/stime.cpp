@@ -145,7 +145,10 @@ void SDate::assign(int year, int month, int day)
 void SDate::GetYearMonthDay(int& year, int& month, int& day) const
 {
     MORVEX_CHECK(IsValid(), "IsValid()");
-    JulianToYMD(m_day, year, month, day);
+    const Calendar::Day found = Calendar::dayOf(m_day);
+    year = found.year;
+    month = found.month;
+    day = found.day;
 }
 
 int SDate::GetYear() const
@@ -334,8 +337,15 @@ SDateTime::SDateTime(double date, const STimeZone& zone) : SDateTime(sicDATEToSD
 
 SDateTime SDateTime::fromMilliseconds(std::int64_t sinceEpoch)
 {
-    SDateTime moment(SDate::FromDayNumber(Calendar::firstOf1970), STime::FromMilliseconds(0));
-    moment += STimeSpan(sinceEpoch);
+    std::int64_t days = sinceEpoch / Calendar::millisecondsOfDay;
+    std::int64_t rest = sinceEpoch - days * Calendar::millisecondsOfDay;
+    if (rest < 0) {
+        rest += Calendar::millisecondsOfDay;
+        --days;
+    }
+    SDateTime moment(SDate::FromDayNumber(Calendar::firstOf1970),
+                     STime::FromMilliseconds(static_cast<std::int32_t>(rest)));
+    moment.m_date.move(days);
     return moment;
 }
 
