@@ -294,9 +294,15 @@ TEST(STimeZone, AgreesWithTheSlowWayInAnyYear)
     std::mt19937 random(seed);
     for (int i = 0; i < 3000; ++i) {
         const SlowChange start = someChange(random);
-        const SlowChange end = someChange(random);
+        SlowChange end = someChange(random);
+        // Which of the two comes first may differ by the year, and in some years they may meet.
+        end.month = i % 3 == 0 ? start.month : end.month;
+        const bool mayMeet = i % 9 == 0;
+        if (mayMeet) {
+            end = {start.month, end.week, start.dayOfWeek, start.hour, start.minute};
+        }
         const int standardOffset = static_cast<int>(random() % 1441) - 720;
-        const int daylightOffset = standardOffset - static_cast<int>(random() % 181) + 60;
+        const int daylightOffset = standardOffset - (mayMeet ? 0 : static_cast<int>(random() % 181) - 60);
         const std::string text = "S," + std::to_string(standardOffset) + ",D," +
                                  std::to_string(daylightOffset) + ";" + start.text() + "," + end.text();
         const STimeZone zone(SAnsiString(text.c_str()));
@@ -304,11 +310,18 @@ TEST(STimeZone, AgreesWithTheSlowWayInAnyYear)
         const int year =
             early ? static_cast<int>(random() % 2000) - 400 : 1582 + static_cast<int>(random() % 9000);
         const SDateTime first = SDateTime(year == 0 ? 1582 : year, 1, 1, 0, 0, 0, 0, STimeZone::TZ_UTC());
-        for (int day = 0; day < 366; day += 1 + static_cast<int>(random() % 9)) {
-            const SDateTime moment =
-                first + STimeSpan(day * std::int64_t(86'400'000) + random() % 86'400'000);
+        const auto check = [&](const SDateTime& moment) {
             ASSERT_EQ(zone.InDST(moment), slowInDaylight(start, end, standardOffset, daylightOffset, moment))
-                << text << ": year " << year << ", day " << day;
+                << text << ": " << moment.Format("yyyy-MM-dd HH:mm:ss.SSS", STimeZone::TZ_UTC()).view();
+        };
+        for (int day = 0; day < 366; day += 1 + static_cast<int>(random() % 9)) {
+            check(first + STimeSpan(day * std::int64_t(86'400'000) + random() % 86'400'000));
+        }
+        const int changeYear = first.GetYear(STimeZone::TZ_UTC());
+        for (const SDateTime& change : {start.momentIn(changeYear) + STimeSpan(standardOffset * 60000),
+                                        end.momentIn(changeYear) + STimeSpan(daylightOffset * 60000)}) {
+            check(change - STimeSpan(1));
+            check(change);
         }
     }
 }

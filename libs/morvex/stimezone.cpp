@@ -1,11 +1,13 @@
 #include "morvex/stimezone.h"
 
+#include "morvex/calendar.h"
 #include "morvex/checks.h"
 #include "morvex/sdate.h"
 #include "morvex/sdatetime.h"
 #include "morvex/zonerules.h"
 #include "morvex/zonesources.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 
@@ -16,6 +18,7 @@ namespace
 {
 
 using Change = ZoneRules::Change;
+using Changes = ZoneRules::Changes;
 using Fields = ZoneRules::Fields;
 
 constexpr std::int64_t millisecondsPerMinute = 60'000;
@@ -37,32 +40,23 @@ int dayOfMonth(const Change& change, int first) noexcept
     return day > monthLengths[change.month] ? day - 7 : day;
 }
 
+/// From 1 March to the first of each month; of January and February, to those before.
+constexpr int fromMarch[] = {0, -59, -28, 0, 31, 61, 92, 122, 153, 184, 214, 245, 275};
+
 /// The years from 1583 on.
 class GregorianYear
 {
 public:
-    /// Counts in centuries and years that begin on 1 March, so that a leap day is the last one of either, and in
-    /// quarters of days, of which a century has 146097 and a year 1461. Multiplying by 2939745 and taking the high
-    /// half divides by 1461, and leaves the rest in the low half (C. Neri and L. Schneider, Euclidean affine
-    /// functions and their application to calendar algorithms, 2022).
     explicit GregorianYear(std::int32_t day) noexcept
     {
-        constexpr std::int32_t firstOfMarch = 1721119;
-        const std::uint64_t inQuarters = 4 * static_cast<std::uint64_t>(day - firstOfMarch) + 3;
-        const auto century = static_cast<std::uint32_t>(inQuarters / 146097);
-        const auto inCentury = static_cast<std::uint32_t>(inQuarters % 146097) | 3;
-        const std::uint64_t years = std::uint64_t{2939745} * inCentury;
-        const auto inYear = static_cast<std::int32_t>(static_cast<std::uint32_t>(years) / 2939745 / 4);
-
-        const int isNextYear = inYear >= 306 ? 1 : 0; // January and February
-        m_leapDay = isLeap(100 * century + static_cast<std::uint32_t>(years >> 32) +
-                           static_cast<std::uint32_t>(isNextYear));
-        m_firstOfMarch = std::int64_t{day} - inYear + std::int64_t{isNextYear} * (365 + m_leapDay);
+        const Calendar::MarchDay march = Calendar::marchDayOf(day);
+        const std::uint32_t isNextYear = march.dayOfYear >= 306 ? 1 : 0; // January and February
+        m_leapDay = isLeap(march.year + isNextYear);
+        m_firstOfMarch = std::int64_t{day} - march.dayOfYear + std::int64_t{isNextYear} * (365 + m_leapDay);
     }
 
     std::int64_t dayOf(const Change& change) const noexcept
     {
-        constexpr int fromMarch[] = {0, -59, -28, 0, 31, 61, 92, 122, 153, 184, 214, 245, 275};
         constexpr std::uint64_t manyWeeks = 7'000'000'000;
         const std::int64_t month =
             m_firstOfMarch + fromMarch[change.month] - (change.month < 3 ? m_leapDay : 0);
@@ -130,9 +124,58 @@ bool isInDaylight(const Fields& fields, const SDateTime& moment, bool isUTC)
                                  : isInDaylight(fields, EarlyYear(day), milliseconds, isUTC);
 }
 
-STimeSpan offsetOf(const Fields& fields, const SDateTime& moment, bool isUTC)
+/// Minutes from 1 March of a year, which has the weekday, to the change in the twelve months from there on.
+int minutesFromMarch(const Change& change, int weekdayOfFirst) noexcept
 {
-    const short minutes = isInDaylight(fields, moment, isUTC) ? fields.daylightOffset : fields.standardOffset;
+    const int month = fromMarch[change.month] + (change.month < 3 ? 365 : 0);
+    const int toWeekday = (change.dayOfWeek + 70 - weekdayOfFirst - month % 7) % 7;
+    return (month + dayOfMonth(change, toWeekday + 1) - 1) * static_cast<int>(minutesPerDay) +
+           change.hour * 60 + change.minute;
+}
+
+/// Whether the minutes, from 1 March on, are in the calendar year of the change's month.
+bool staysInItsYear(const Change& change, int minutes) noexcept
+{
+    constexpr int newYear = 306 * 1440;
+    constexpr int end = 365 * 1440;
+    return change.month >= 3 ? minutes >= 0 && minutes < newYear : minutes >= newYear && minutes < end;
+}
+
+/// Where both changes stay in their years, and come in the same order in each, it doesn't matter on which day years
+/// begin: it is daylight time if the last change was its beginning.
+Changes changesOf(const Fields& fields) noexcept
+{
+    Changes changes;
+    changes.isKnown = fields.dstEnabled;
+    for (int weekday = 0; weekday < 7; ++weekday) {
+        const int start = minutesFromMarch(fields.start, weekday) + fields.standardOffset;
+        const int end = minutesFromMarch(fields.end, weekday) + fields.daylightOffset;
+        const bool isDaylightBetween = start < end;
+        changes.isKnown = changes.isKnown && start != end && staysInItsYear(fields.start, start) &&
+                          staysInItsYear(fields.end, end) &&
+                          (weekday == 0 || isDaylightBetween == changes.isDaylightBetween);
+        changes.isDaylightBetween = isDaylightBetween;
+        changes.first[weekday] = std::min(start, end);
+        changes.second[weekday] = std::max(start, end);
+    }
+    return changes;
+}
+
+/// The changes must be known, and the moment be valid and not before `firstWholeYear`.
+bool isInDaylight(const Changes& changes, const SDateTime& moment) noexcept
+{
+    const auto day = static_cast<std::uint32_t>(moment.GetUTCDate().GetDayNumber());
+    const std::uint32_t dayOfYear = Calendar::marchDayOf(static_cast<std::int32_t>(day)).dayOfYear;
+    const auto sinceMidnight = static_cast<std::uint32_t>(moment.GetUTCTime().GetTotalMilliseconds());
+    const auto minute = static_cast<int>(dayOfYear * 1440 + sinceMidnight / 60'000);
+    const std::uint32_t weekday = (day - dayOfYear + 2) % 7;
+    const bool isBetween = (minute >= changes.first[weekday]) & (minute < changes.second[weekday]);
+    return isBetween == changes.isDaylightBetween;
+}
+
+STimeSpan offsetOf(const Fields& fields, bool isDaylight) noexcept
+{
+    const short minutes = isDaylight ? fields.daylightOffset : fields.standardOffset;
     return STimeSpan(minutes * millisecondsPerMinute);
 }
 
@@ -164,39 +207,51 @@ STimeZone::STimeZone(short offset, bool useDST)
     m_fields.dstEnabled = useDST;
     m_fields.start = {4, 1, 0, 2, 0};
     m_fields.end = {10, 5, 0, 2, 0};
+    m_changes = changesOf(m_fields);
 }
+
+STimeZone::STimeZone(const Fields& fields) : m_fields(fields), m_changes(changesOf(fields)) {}
 
 STimeZone::STimeZone(const SAnsiString& rules) : STimeZone(fieldsOf(rules)) {}
 
+bool STimeZone::isInDaylight(const SDateTime& moment) const
+{
+    // An invalid time of day is negative; an invalid date is an early one.
+    if (m_changes.isKnown && moment.GetUTCDate().GetDayNumber() >= firstWholeYear &&
+        moment.GetUTCTime().GetTotalMilliseconds() >= 0) [[likely]] {
+        return MorvexA106::isInDaylight(m_changes, moment);
+    }
+    return MorvexA106::isInDaylight(m_fields, moment, true);
+}
+
 bool STimeZone::InDST(const SDateTime& moment) const
 {
-    return isInDaylight(m_fields, moment, true);
+    return isInDaylight(moment);
 }
 
 bool STimeZone::InDST(const SDateTime& moment, bool isUTC) const
 {
-    return isInDaylight(m_fields, moment, isUTC);
+    return isUTC ? isInDaylight(moment) : MorvexA106::isInDaylight(m_fields, moment, false);
 }
 
 STimeSpan STimeZone::UTCOffset() const
 {
-    const bool asksTheClock = m_fields.dstEnabled;
-    return offsetOf(m_fields, asksTheClock ? SDateTime::GetCurrentDateTime() : SDateTime(), true);
+    return offsetOf(m_fields, m_fields.dstEnabled && isInDaylight(SDateTime::GetCurrentDateTime()));
 }
 
 STimeSpan STimeZone::UTCOffset(const SDateTime& moment) const
 {
-    return offsetOf(m_fields, moment, true);
+    return offsetOf(m_fields, isInDaylight(moment));
 }
 
 STimeSpan STimeZone::UTCOffset(const SDateTime& moment, bool isUTC) const
 {
-    return offsetOf(m_fields, moment, isUTC);
+    return offsetOf(m_fields, InDST(moment, isUTC));
 }
 
 SAnsiString STimeZone::GetName(const SDateTime& moment) const
 {
-    return isInDaylight(m_fields, moment, true) ? m_fields.daylightName : m_fields.standardName;
+    return isInDaylight(moment) ? m_fields.daylightName : m_fields.standardName;
 }
 
 SAnsiString STimeZone::GetRules() const

@@ -18,6 +18,7 @@ struct MORVEX_EXPORT ZoneRules
 {
     using Fields = STimeZone::Fields;
     using Change = STimeZone::Change;
+    using Changes = STimeZone::Changes;
 
     /// When a change comes: minutes that count from midnight of a weekday, and may be negative.
     struct Timing
