@@ -318,6 +318,64 @@ TEST(SimpleBufferFile, MappedBuffersCompareAsThoseOfTheHeap)
     }
 }
 
+TEST(SimpleBufferFile, SameAsATextUnderRandomOperationsAndNoFileIsLeft)
+{
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const auto below = [&](std::size_t limit) { return static_cast<unsigned>(random() % limit); };
+    const Scratch scratch;
+    {
+        FileBuffer buffers[4];
+        std::string models[4];
+        for (int step = 0; step < 2000; ++step) {
+            FileBuffer& buffer = buffers[below(4)];
+            std::string& model = models[&buffer - buffers];
+            const unsigned source = below(4);
+            const SAnsiString file = scratch.path(std::to_string(step));
+            switch (below(8)) {
+            case 0:
+            case 1: // the file is the target's to remove
+                EXPECT_TRUE(buffers[source].saveToFile(file, false));
+                EXPECT_EQ(buffer.loadFromFile(file, below(3) != 0, true), !models[source].empty());
+                model = models[source];
+                break;
+            case 2:
+                buffer = buffers[source];
+                model = models[source];
+                break;
+            case 3: {
+                const unsigned begin = below(model.size() + 1);
+                const unsigned count = below(std::min<std::size_t>(model.size() - begin, 20000) + 1);
+                buffer.append(buffer.view().data() + begin, count, below(100));
+                model += std::string(model, begin, count);
+                break;
+            }
+            case 4:
+                buffer << static_cast<unsigned char>(step);
+                model += static_cast<char>(step);
+                break;
+            case 5: {
+                unsigned char* const block = buffer.getBuffer(20);
+                std::fill(block, block + 20, static_cast<unsigned char>(step));
+                buffer.releaseBuffer(20);
+                model.assign(20, static_cast<char>(step));
+                break;
+            }
+            case 6:
+                SSimpleBuffer::dealloc(buffer.detach());
+                model.clear();
+                break;
+            default:
+                EXPECT_EQ(buffer.compare(buffers[source]), std::clamp(model.compare(models[source]), -1, 1));
+                break;
+            }
+            ASSERT_EQ(text(buffer), model) << "step " << step;
+        }
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(scratch / ""));
+}
+
 TEST(SimpleBufferFile, ARecordIsMappedOnceAndUnmappedOnce)
 {
     const Scratch scratch;

@@ -110,8 +110,8 @@ public:
     /// Writes the content to a file that only its owner may use where it is new. False, with a trace, when the
     /// file can't be opened, or can't be written to its end. Without `overwrite` the file must not exist, and
     /// goes away again after a failure. With it an existing file is emptied first, so a failure leaves a part of
-    /// the content there, and nothing of what it was: where the old content counts, `SFileSys` has a call that
-    /// replaces files in one step. A file that a buffer holds mapped is not overwritten, but refused. An empty
+    /// the content there, and nothing of what it was: where the old content counts, hand `view` to
+    /// `SFileSys::replaceFile`. A file that a buffer holds mapped is not overwritten, but refused. An empty
     /// buffer creates and changes nothing and returns true. That the bytes have reached the disk is not waited
     /// for.
     [[nodiscard]] bool saveToFile(const SAnsiString& name, bool overwrite) const noexcept;
