@@ -360,7 +360,11 @@ SDateTime SDateTime::inZone(const STimeZone& zone) const
         return *this;
     }
     const STimeSpan offset = zone.UTCOffset(*this);
-    return offset == STimeSpan() ? *this : *this - offset;
+    const std::int64_t shifted = m_time.GetTotalMilliseconds() - offset.GetTotalMilliseconds();
+    if (shifted >= 0 && shifted < Calendar::millisecondsOfDay) [[likely]] {
+        return SDateTime(m_date, STime::FromMilliseconds(static_cast<std::int32_t>(shifted)));
+    }
+    return *this - offset;
 }
 
 SDateTime SDateTime::readInZone(const STimeZone& zone) const
