@@ -16,6 +16,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sdatetimestring.h
   morvex/sfile.h
   morvex/sfileexception.h
+  morvex/sfilelock.h
   morvex/sfilesys.h
   morvex/sfilesysexception.h
   morvex/siarray.h

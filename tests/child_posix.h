@@ -66,6 +66,8 @@ public:
         ::close(m_ready);
     }
 
+    pid_t process() const noexcept { return m_process; }
+
     /// False when the process ended instead.
     bool waitUntilReady() const
     {

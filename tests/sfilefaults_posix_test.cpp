@@ -1,6 +1,7 @@
 #include "morvex/sfile.h"
 
 #include "faults_posix.h"
+#include "morvex/sfilelock.h"
 #include "scratch.h"
 
 #include <gtest/gtest.h>
@@ -149,5 +150,50 @@ TEST(SFileFaults, NothingIsWrittenInTheWrongPlace)
                     contentOf(scratch / "a") == "one\nTWO\nthree\n" ||
                     contentOf(scratch / "a") == "one\ntwo\nthree\n")
             << contentOf(scratch / "a");
+    });
+}
+
+TEST(SFileFaults, LockIsThereOrItsFailureIsTold)
+{
+    const Scratch scratch;
+    const unsigned before = Faults::openDescriptors();
+    SFileLock other(scratch.path("a"), true);
+    const unsigned met = Faults::eachCall({.error = ENOLCK}, [&](Injection& injection) {
+        injection.arm();
+        const int error = errnoOf([&] {
+            SFileLock lock(scratch.path("a"), true);
+            lock.lock(SFileLock::exclusive);
+            injection.disarm();
+            EXPECT_FALSE(other.tryLock(SFileLock::shared));
+            injection.arm();
+            lock.unlock();
+            injection.disarm();
+            EXPECT_TRUE(other.tryLock(SFileLock::shared));
+            other.unlock();
+        });
+        injection.disarm();
+        // the note of the holder may fail
+        EXPECT_TRUE(error == ENOLCK || (error == 0 && injection.call() != std::string_view("open"))) << error;
+        EXPECT_TRUE(other.tryLock(SFileLock::exclusive)) << "it ended with its object";
+        other.unlock();
+    });
+    EXPECT_GE(met, 4u);
+    EXPECT_EQ(Faults::openDescriptors(), before + 1);
+}
+
+TEST(SFileFaults, SignalsAreNoObstacleToALock)
+{
+    const Scratch scratch;
+    SFileLock other(scratch.path("a"), true);
+    Faults::eachCall({.error = EINTR, .only = Faults::interruptible}, [&](Injection& injection) {
+        injection.arm();
+        SFileLock lock(scratch.path("a"));
+        lock.lock(SFileLock::exclusive);
+        EXPECT_FALSE(other.tryLock(SFileLock::shared));
+        EXPECT_TRUE(other.owner().known);
+        lock.unlock();
+        EXPECT_TRUE(other.tryLock(SFileLock::shared));
+        other.unlock();
+        injection.disarm();
     });
 }

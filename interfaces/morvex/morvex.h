@@ -16,6 +16,7 @@
 #include "morvex/sdatetimestring.h"
 #include "morvex/sfile.h"
 #include "morvex/sfileexception.h"
+#include "morvex/sfilelock.h"
 #include "morvex/sfilesys.h"
 #include "morvex/sfilesysexception.h"
 #include "morvex/siarray.h"

@@ -68,6 +68,10 @@ public:
     /// 13 is `AccessDenied`, 2 `FileNotFound`, 12 `OutOfMemory`, everything else `Other`.
     static DetailCodes MapErrno(int errorNumber) noexcept;
 
+protected:
+    /// A numbered text with the file and the reason in it.
+    SAnsiString sentence(unsigned long textNumber) const;
+
 private:
     ErrorCodes m_code = UnknownError;
     SAnsiString m_fileName;

@@ -42,6 +42,7 @@ constexpr Entry entries[] = {
     {fileTexts + 1, "Fail to read file %1.  Reason given: %2"},
     {fileTexts + 2, "Fail to write file %1.  Reason given: %2"},
     {fileTexts + 3, "Fail to flush file %1.  Reason given: %2.  File may not be completely written to disk."},
+    {fileLockText, "Fail to lock bytes of file %1.  Reason given: %2"},
     {fileUnknownText, "Unknown error (exception).  "},
 
     {fileSystemTexts, "System is out of memory."},

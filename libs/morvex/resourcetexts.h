@@ -29,7 +29,8 @@ enum ResourceText : unsigned long
     serverEnding = 0xB09E,      ///< %1: the service's name
     serverFailureCode = 0xB09F, ///< %1: the code
 
-    fileTexts = 0xB0B0, ///< by the code of SFileException: %1: the file, %2: the reason
+    fileTexts = 0xB0B0,           ///< by the code of SFileException: %1: the file, %2: the reason
+    fileLockText = fileTexts + 4, ///< %1: the file, %2: the reason; not for the code of that number
     fileUnknownText = fileTexts + 5,
 
     fileSystemTexts =

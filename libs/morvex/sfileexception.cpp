@@ -33,7 +33,12 @@ SFileException::~SFileException() = default;
 
 SAnsiString SFileException::toString() const
 {
-    return SResString::Load(textOf(m_code), m_fileName, m_reason);
+    return sentence(textOf(m_code));
+}
+
+SAnsiString SFileException::sentence(unsigned long textNumber) const
+{
+    return SResString::Load(textNumber, m_fileName, m_reason);
 }
 
 SAnsiString SFileException::summary() const
