@@ -21,6 +21,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace MorvexA106;
@@ -329,6 +330,46 @@ TEST(ReplaceFilePosix, LeavesOldOrNewAndNothingElseWhenACallFails)
             EXPECT_EQ(Faults::openDescriptors(), before);
         }
     }
+}
+
+// The content is on the disk before it takes the old one's place, and that is on the disk before the call returns.
+TEST(ReplaceFilePosix, FlushesTheFileBeforeAndTheFolderAfter)
+{
+    static constexpr std::string_view flushing[] = {"fsync"};
+    std::vector<std::string> contents;
+    const unsigned flushes =
+        Faults::eachCall({.error = EIO, .only = flushing}, [&](Faults::Injection& injection) {
+            const Scratch scratch;
+            putFile(scratch / "file", "old");
+            injection.arm();
+            try {
+                SFileSys::replaceFile(scratch.path("file"), "new");
+                EXPECT_FALSE(injection.happened());
+            } catch (const SFileSysException&) {}
+            injection.disarm();
+            contents.push_back(contentOf(scratch / "file"));
+        });
+    EXPECT_EQ(flushes, 2u);
+    EXPECT_EQ(contents, (std::vector<std::string>{"old", "new", "new"}));
+}
+
+TEST(ReplaceFilePosix, SeveralAtOnceDoNotTakeEachOthersFilesForLeftOnes)
+{
+    const Scratch scratch;
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 6; ++number) {
+        threads.emplace_back([&, number] {
+            const UnderAName way(number % 3 != 0);
+            const std::string content(number % 2 == 0 ? 200'000 : 1, static_cast<char>('a' + number));
+            for (int i = 0; i < 40; ++i) {
+                EXPECT_NO_THROW(SFileSys::replaceFile(scratch.path("file"), content));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(namesIn(scratch / ""), (std::set<std::string>{"file"}));
 }
 
 TEST(ReplaceFilePosix, GoesOnAfterSignalsAndShortWrites)
