@@ -199,6 +199,26 @@ TEST(SimpleBufferWithoutMemory, FilesAreLoadedAndSavedOrNot)
     }
 }
 
+TEST(SimpleBufferWithoutMemory, MappedFilesAreComparedAndSavedInSmallSteps)
+{
+    const Scratch scratch;
+    const std::string content = longText(1000);
+    putFile(scratch / "file", content);
+    const FileBuffer mapped = loaded(scratch.path("file"), true);
+    const FileBuffer same = loaded(scratch.path("file"), true);
+    const FileBuffer greater = holding(content + "!");
+    const SAnsiString saved = scratch.path("saved");
+    for (const int point : {0, 1}) { // one of two readers, or both, without their block
+        failure = {point, true, true, false};
+        EXPECT_EQ(mapped.compare(same), 0);
+        EXPECT_EQ(mapped.compare(greater), -1);
+        EXPECT_TRUE(mapped == greater.view().data());
+        EXPECT_TRUE(mapped.saveToFile(saved, true));
+        failure.armed = false;
+        EXPECT_EQ(contentOf(scratch / "saved"), content);
+    }
+}
+
 TEST(MBCSCodesetConverterWithoutMemory, ThrowsBadAllocation)
 {
     using Converter = MBCSCodesetConverter;

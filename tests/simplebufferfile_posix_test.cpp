@@ -63,7 +63,7 @@ TEST(SimpleBufferFilePosix, AFileThatIsCutUnderTheMappingFailsTheCallAndKeepsThe
         {"concat", [](FileBuffer& b, const Scratch&) { return b.concat(b, mappedBytes), !b.isMapped(); }},
         {"reserve", [](FileBuffer& b, const Scratch&) { return b.reserve(1); }},
         {"getBuffer", [](FileBuffer& b, const Scratch&) { return b.getBuffer() != nullptr; }},
-        {"a larger getBuffer", [](FileBuffer& b, const Scratch&) { return b.getBuffer(400000) != nullptr; }},
+        {"a larger getBuffer", [](FileBuffer& b, const Scratch&) { return b.getBuffer(700000) != nullptr; }},
         {"detach",
          [](FileBuffer& b, const Scratch&) {
              unsigned char* const block = b.detach();
@@ -108,10 +108,10 @@ TEST(SimpleBufferFilePosix, BuffersOfCutFilesHaveAnOrderStill)
     const Scratch scratch;
     const std::string whole = longText(mappedBytes);
     const FileBuffer empty = cutBuffer(scratch / "empty", 0);
-    const FileBuffer shorter = cutBuffer(scratch / "shorter", 32768);
-    const FileBuffer longer = cutBuffer(scratch / "longer", 40000);
-    const FileBuffer twin = cutBuffer(scratch / "twin", 40000);
-    const FileBuffer heap = holding(whole.substr(0, 40000));
+    const FileBuffer shorter = cutBuffer(scratch / "shorter", 65536);
+    const FileBuffer longer = cutBuffer(scratch / "longer", 70000);
+    const FileBuffer twin = cutBuffer(scratch / "twin", 70000);
+    const FileBuffer heap = holding(whole.substr(0, 70000));
     const FileBuffer greater = holding("\xFF");
     const FileBuffer nothing;
     // By what can be read, then by the length that was.
@@ -175,7 +175,7 @@ TEST(SimpleBufferFilePosix, AMappedFileMayLoseItsName)
 TEST(SimpleBufferFilePosix, LoadingIsWholeOrFailsWhateverCallFails)
 {
     const Scratch scratch;
-    const std::string content = longText(40000);
+    const std::string content = longText(70000);
     putFile(scratch / "file", content);
     const unsigned before = Faults::openDescriptors();
     constexpr std::string_view moving[] = {"read", "pread"};
@@ -185,7 +185,7 @@ TEST(SimpleBufferFilePosix, LoadingIsWholeOrFailsWhateverCallFails)
         {.error = ENOMEM},
         {.error = EINTR, .only = Faults::interruptible},
         {.count = Faults::Fault::Count::half, .only = moving},
-        {.count = Faults::Fault::Count::none, .only = moving},
+        {.count = Faults::Fault::Count::none, .only = moving, .lasts = true},
     };
     for (const Faults::Fault& fault : faults) {
         for (const bool mapping : {false, true}) {
@@ -214,7 +214,7 @@ TEST(SimpleBufferFilePosix, LoadingIsWholeOrFailsWhateverCallFails)
 TEST(SimpleBufferFilePosix, SavingIsWholeOrFailsWhateverCallFails)
 {
     const Scratch scratch;
-    const std::string content = longText(40000);
+    const std::string content = longText(70000);
     putFile(scratch / "source", content);
     const unsigned before = Faults::openDescriptors();
     const Faults::Fault faults[] = {
@@ -270,7 +270,7 @@ TEST(SimpleBufferFilePosix, ADiskThatFillsUpFailsTheSave)
 TEST(SimpleBufferFilePosix, ReadingAMappedFileGoesOnAfterShortReadsAndSignals)
 {
     const Scratch scratch;
-    const std::string content = longText(40000);
+    const std::string content = longText(70000);
     putFile(scratch / "file", content);
     const FileBuffer mapped = loaded(scratch.path("file"), true);
     for (const Faults::Fault& fault : {Faults::Fault{.error = EINTR}, Faults::Fault{}}) {

@@ -30,7 +30,7 @@ bool isThere(const std::string& path)
 TEST(SimpleBufferFile, WhatIsSavedIsLoadedReadOrMapped)
 {
     const Scratch scratch;
-    for (const std::size_t bytes : {1u, 32768u, 32769u, 1000003u}) {
+    for (const std::size_t bytes : {1u, 65536u, 65537u, 1000003u}) {
         SCOPED_TRACE(bytes);
         const std::string content = longText(bytes);
         EXPECT_TRUE(holding(content).saveToFile(scratch.path("saved"), true));
@@ -294,7 +294,7 @@ TEST(SimpleBufferFile, MappedBuffersCompareAsThoseOfTheHeap)
     std::mt19937 random(seed);
     const Scratch scratch;
     for (int round = 0; round < 60; ++round) {
-        const std::string base = longText(1 + random() % 80000);
+        const std::string base = longText(1 + random() % 150000);
         const auto changed = [&] {
             std::string text = base.substr(0, 1 + random() % base.size());
             text[random() % 2 == 0 ? text.size() - 1 : random() % text.size()] +=

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 namespace MorvexA106
@@ -29,13 +30,15 @@ struct SimpleBufferContent
 class SimpleBufferReader
 {
 public:
-    static constexpr std::size_t blockBytes = std::size_t{32} * 1024;
+    /// Without memory for a block of the usual size a small one does.
+    explicit SimpleBufferReader(const SimpleBufferContent& content) noexcept;
 
-    explicit SimpleBufferReader(const SimpleBufferContent& content) noexcept : m_content(content) {}
-
-    /// The next bytes, at most as many as asked for, and of a file no more than a block; valid until the next
-    /// call. Less than that at the end and after a failure.
+    /// The next bytes, at most as many as asked for, and no more than a step; valid until the next call. Less than
+    /// that at the end and after a failure.
     std::span<const unsigned char> next(std::uint64_t limit = UINT64_MAX) noexcept;
+
+    /// How many bytes are given at once: of a file a block, otherwise all.
+    std::uint64_t step() const noexcept;
 
     /// The stated length.
     std::uint64_t bytes() const noexcept { return m_content.bytes; }
@@ -48,11 +51,14 @@ public:
 private:
     std::span<const unsigned char> readBlock(std::size_t count) noexcept;
 
+    static constexpr std::size_t usualBytes = std::size_t{64} * 1024;
+
     SimpleBufferContent m_content;
     std::uint64_t m_position = 0;
     bool m_failed = false;
     Platform::SystemError m_error;
-    std::array<unsigned char, blockBytes> m_block;
+    std::unique_ptr<unsigned char[]> m_usual;
+    std::array<unsigned char, 256> m_small;
 };
 
 /// -1, 0 or 1, as if a content that can't be read to its end ended there; of two that are equal so far, the one
