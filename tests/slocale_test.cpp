@@ -188,6 +188,19 @@ TEST(SLocale, MarksThatBeginAlikeAreNotShortened)
     EXPECT_EQ(plain(SDateTimeString::GetShortAM(true)), morning);
 }
 
+TEST(SLocale, ErasOfTheCommonCalendarAreNotThoseOfEmperors)
+{
+    if (!otherLocalesAreThere()) {
+        GTEST_SKIP() << "there is no locale but the built-in ones";
+    }
+    const LocaleInForce inForce(japanese932);
+    ASSERT_TRUE(inForce.found());
+    const SLocale japanese("ja-JP");
+    for (const long year : {1L, 1872L, 1990L, 2026L}) {
+        EXPECT_EQ(plain(japanese.GetEra(year)), "\x90\xBC\x97\xEF") << year;
+    }
+}
+
 TEST(SDateTimeString, FollowsTheLocaleInForce)
 {
     if (!otherLocalesAreThere()) {
