@@ -559,3 +559,39 @@ TEST(SFileSysTreePosix, EachFailedCallIsReportedAndNothingLeaks)
         }
     }
 }
+
+TEST(SFileSysTreePosix, CopiedFileIsOldOrNewWhateverCallFails)
+{
+    const std::string content(300'000, 'n');
+    const Faults::Fault faults[] = {{.error = EIO},
+                                    {.error = ENOSPC},
+                                    {.error = EINTR, .only = Faults::interruptible},
+                                    {.count = Faults::Fault::Count::half},
+                                    {.count = Faults::Fault::Count::none},
+                                    {.error = EXDEV, .lasts = true}};
+    for (const char* target : {"old", "new"}) {
+        for (const Faults::Fault& fault : faults) {
+            SCOPED_TRACE(std::string(target) + ", error " + std::to_string(fault.error));
+            Faults::eachCall(fault, [&](Faults::Injection& injection) {
+                const Scratch scratch(inMemory());
+                putFile(scratch / "from", content);
+                putFile(scratch / "old", "old");
+                const SAnsiString from = scratch.path("from");
+                const SAnsiString to = scratch.path(target);
+                bool thrown = false;
+                injection.arm();
+                try {
+                    SFileSys::copyFile(from, to, true);
+                } catch (const SFileSysException&) {
+                    thrown = true;
+                }
+                injection.disarm();
+                const std::string before = target == std::string("old") ? "old" : "";
+                EXPECT_EQ(contentOf(to.getString()) == content, !thrown) << injection.call();
+                EXPECT_TRUE(!thrown || contentOf(to.getString()) == before) << injection.call();
+                EXPECT_LE(SFileSys::countAll(scratch.root()), 3U)
+                    << injection.call() << " left something behind";
+            });
+        }
+    }
+}

@@ -68,23 +68,50 @@ bool kernelCannotCopy(int error) noexcept
     return error == EXDEV || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP || error == EPERM;
 }
 
-/// The kernel's copy sees nothing in files whose size the system tells as 0, such as those of /proc, so its
-/// "end" is asked again by reading.
-int copyBytes(int source, int target, std::uint64_t bytes = UINT64_MAX)
+/// Up to the end, or as many bytes as are given. The kernel's copy sees nothing in files whose size the system tells
+/// as 0, such as those of /proc, so an "end" before the size that is told is asked again by reading.
+int copyBytes(int source, int target, std::uint64_t size, std::uint64_t bytes = UINT64_MAX)
 {
-    while (bytes > 0) {
-        const auto step = static_cast<std::size_t>(std::min<std::uint64_t>(kernelStep, bytes));
+    std::uint64_t moved = 0;
+    while (moved < bytes) {
+        const auto step = static_cast<std::size_t>(std::min<std::uint64_t>(kernelStep, bytes - moved));
         const ssize_t count =
             uninterrupted([&] { return ::copy_file_range(source, nullptr, target, nullptr, step, 0); });
         if (count < 0 && !kernelCannotCopy(errno)) {
             return errno;
         }
         if (count <= 0) {
-            return copyThroughBuffer(source, target, bytes);
+            const bool atEnd = count == 0 && moved > 0 && moved >= size;
+            return atEnd ? 0 : copyThroughBuffer(source, target, bytes - moved);
         }
-        bytes -= static_cast<std::size_t>(count);
+        moved += static_cast<std::size_t>(count);
     }
     return 0;
+}
+
+/// An end that came before the size that was told must be one that the file has by now.
+int checkEnd(int source, const struct stat& status, int target) noexcept
+{
+    const off_t end = ::lseek(target, 0, SEEK_CUR);
+    if (end < 0 || end >= status.st_size) {
+        return end < 0 ? errno : 0;
+    }
+    struct stat now
+    {};
+    if (::fstat(source, &now) != 0) {
+        return errno;
+    }
+    return end < now.st_size ? EIO : 0;
+}
+
+int copyWhole(int source, const struct stat& status, int target)
+{
+    constexpr off_t large = off_t{1} << 20;
+    if (status.st_size >= large) {
+        ::posix_fadvise(source, 0, 0, POSIX_FADV_SEQUENTIAL); // a wish only
+    }
+    const int error = copyBytes(source, target, static_cast<std::uint64_t>(status.st_size));
+    return error != 0 ? error : checkEnd(source, status, target);
 }
 
 bool hasHoles(const struct stat& status) noexcept
@@ -102,18 +129,19 @@ int copyNextData(int source, int target, off_t& offset)
         return errno;
     }
     offset = end;
-    return copyBytes(source, target, static_cast<std::uint64_t>(end - begin));
+    const auto bytes = static_cast<std::uint64_t>(end - begin);
+    return copyBytes(source, target, bytes, bytes);
 }
 
 /// A hole of terabytes would take as many on the disk if it were written.
-int copyBetweenHoles(int source, int target)
+int copyBetweenHoles(int source, const struct stat& status, int target)
 {
     int error = 0;
     for (off_t offset = 0; error == 0;) {
         error = copyNextData(source, target, offset);
     }
     if (error == EINVAL) { // the file system knows nothing of holes, and nothing was moved
-        return copyBytes(source, target);
+        return copyWhole(source, status, target);
     }
     if (error != ENXIO) { // which says that there is no more
         return error;
@@ -124,7 +152,7 @@ int copyBetweenHoles(int source, int target)
 
 int copyContent(int source, const struct stat& status, int target)
 {
-    return hasHoles(status) ? copyBetweenHoles(source, target) : copyBytes(source, target);
+    return hasHoles(status) ? copyBetweenHoles(source, status, target) : copyWhole(source, status, target);
 }
 
 /// Some file systems know no permissions or times; there is nothing to keep then.
