@@ -7,8 +7,11 @@
 // program's symbols.
 
 #include "locales.h"
+#include "morvex/badalloc.h"
+#include "scratch.h"
 
 #include <morvex/mbcscodesetconverter.h>
+#include <morvex/sfile.h>
 #include <morvex/simplebuffer.h>
 #include <morvex/sstringconv.h>
 #include <morvex/sstringhelper.h>
@@ -19,6 +22,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -580,6 +584,39 @@ TEST_F(allocFailure, leavesByteBuffersAsTheyWere)
             EXPECT_GT(point, 1) << row.name;
         }
     }
+}
+
+TEST_F(allocFailure, readsTextOfFilesOrSaysWhatIsMissing)
+{
+    const Scratch scratch;
+    putFile(scratch / "a", std::string(100, 'a') + "\n" + std::string(70000, 'b') + "\r\n" + "c");
+    const SAnsiString path = scratch.path("a");
+    static_cast<void>(std::strerror(ENOMEM)); // the C library keeps what it loads for it
+    const auto reading = [path](const std::function<void(SFile&, SAnsiString&)>& read) {
+        return [path, read](SAnsiString& text) {
+            try {
+                SFile file(path, SFile::readOnly, SFile::defaultPermissions, SFile::denyNothing);
+                SAnsiString found;
+                read(file, found);
+                text = found;
+            } catch (const SFileException& failure) {
+                EXPECT_EQ(failure.DetailCode(), SFileException::OutOfMemory);
+                throw SBadAlloc();
+            }
+        };
+    };
+    failAtEveryPoint<SAnsiString>(
+        {{"readLine", reading([](SFile& file, SAnsiString& text) {
+              text = file.readLine();
+              text = file.readLine();
+          })},
+         {"readLine into a string", reading([](SFile& file, SAnsiString& text) {
+              for (SAnsiString line; file.readLine(line);) {
+                  text = line;
+              }
+          })},
+         {"readString", reading([](SFile& file, SAnsiString& text) { text = file.readString(); })}},
+        euros);
 }
 
 TEST_F(allocFailure, replacesWordsWholeOrNotAtAll)

@@ -14,8 +14,10 @@
 
 #include <atomic>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 
 using namespace MorvexA106;
 
@@ -88,6 +90,46 @@ TEST(SFilePosix, WriteThatTheDiskRefusesIsReportedWithTheNumber)
     EXPECT_EQ(failure.getErrno(), ENOSPC);
     EXPECT_EQ(failure.toString().view(),
               "Fail to write file /dev/full.  Reason given: No space left on device");
+}
+
+TEST(SFilePosix, TextIsReadOnlyFromWhatHasAPositionAndAnEnd)
+{
+    const Scratch scratch;
+    const std::string pipe = scratch / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const int writer = ::open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(::write(writer, "a line\n", 7), 7);
+    for (const auto& [path, error] : {std::pair{pipe.c_str(), ESPIPE}, {"/proc/version", EINVAL}}) {
+        SCOPED_TRACE(path);
+        SFile file(path, SFile::readOnly, usual, SFile::denyNothing);
+        for (const auto& failure : {failureOf<SFileException>([&] { file.readLine(); }),
+                                    failureOf<SFileException>([&] { file.readString(); })}) {
+            EXPECT_EQ(failure.ErrCode(), SFileException::SeekFailed);
+            EXPECT_EQ(failure.getErrno(), error);
+        }
+    }
+    ::close(writer);
+}
+
+TEST(SFilePosix, WhoSharesTheDescriptorFindsThePositionAfterTheLine)
+{
+    const Scratch scratch;
+    putFile(scratch / "a", "one\ntwo\nthree\n");
+    const std::pair<const char*, std::function<void(SFile&)>> endings[] = {
+        {"getFd", [](SFile& file) { file.getFd(); }},
+        {"flush", [](SFile& file) { file.flush(); }},
+        {"close", [](SFile& file) { file.close(); }},
+    };
+    for (const auto& [name, ending] : endings) {
+        SCOPED_TRACE(name);
+        SFile file(scratch.path("a"), SFile::readOnly, usual, SFile::denyNothing);
+        const int duplicate = ::dup(file.getFd());
+        file.readLine();
+        file.readLine();
+        ending(file);
+        EXPECT_EQ(::lseek(duplicate, 0, SEEK_CUR), 8);
+        ::close(duplicate);
+    }
 }
 
 TEST(SFilePosix, WriteAtTheSizeLimitIsShortAndThenFails)

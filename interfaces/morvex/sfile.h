@@ -18,7 +18,7 @@ namespace MorvexA106
 ///     SFile file("report.txt");
 ///     file.open(SFile::writeOnly | SFile::create | SFile::truncate, SFile::defaultPermissions,
 ///               SFile::denyWrite);
-///     file.writeString("done\n");
+///     file.write("done\n", 5);
 ///     file.flush();
 ///     file.open(SFile::readOnly, SFile::defaultPermissions, SFile::denyNothing);
 ///     while (!file.eof()) {
@@ -28,7 +28,7 @@ namespace MorvexA106
 /// | state  | `open`                                    | `close` | `flush`             | all other operations    |
 /// |--------|-------------------------------------------|---------|---------------------|-------------------------|
 /// | closed | open; after a failure closed              | nothing | nothing             | throw, detail `NotOpen` |
-/// | open   | closes first; after a failure closed      | closed  | what was written    | work                    |
+/// | open   | closes, then open; after a failure closed | closed  | to the disk         | work                    |
 ///
 /// The object owns its descriptor and closes it when it ends. One object belongs to one thread at a time: there
 /// is no lock, and `size`, `sizeEx` and `eof` move the position and bring it back, although the first two are
@@ -173,8 +173,8 @@ public:
     /// takes what fits, and refuses the next call. Throws code `WriteFailed`.
     [[nodiscard]] int write(const void* bytes, unsigned n);
 
-    /// Returns when what was written has reached the disk. Does nothing on a file that was opened for reading.
-    /// Does nothing on a closed object either. Throws code `FlushFailed`.
+    /// Returns when what was written has reached the disk. Does nothing on a file that was opened for reading, nor on a
+    /// closed object. Throws code `FlushFailed`.
     void flush();
 
     /// Moves the position and returns the new one, counted in bytes from the beginning, as a signed 32-bit
@@ -204,9 +204,8 @@ public:
     /// In the file it is UTF-8, in the program the current locale's: `MBCSCodesetConverter` tells what becomes of
     /// characters that one side doesn't have. A zero byte ends the text of a line or file, though not the reading.
     ///
-    /// Reading needs a size and a position. On what has no position, such as a pipe, it throws code `SeekFailed`;
-    /// what says that it has no bytes, as the files of /proc do, reads as empty. So does a position past the end.
-    /// Else it throws code `ReadFailed`: with error number 0 and detail `OutOfMemory` where there is no memory for
+    /// Reading needs a position and an end. On what has none, such as a pipe, or a file of /proc on Linux, it throws
+    /// code `SeekFailed`. From a position past the end on, there is no text. Else it throws code `ReadFailed`: with error number 0 and detail `OutOfMemory` where there is no memory for
     /// the bytes, and `std::bad_alloc` where there is none for the text.
     /// @{
 
@@ -278,7 +277,8 @@ private:
     mutable unsigned m_aheadNext = 0;
     mutable unsigned m_aheadEnd = 0;
 
-    // Up to here the block's lines are text as they stand, in a UTF-8 locale or, where it is ASCII, in any such one.
+    // Lines of the block that end up to here need no conversion in a UTF-8 locale, nor, if all of it is ASCII, in an
+    // ASCII locale.
     unsigned m_plainEnd = 0;
     bool m_plainIsAscii = false;
 };

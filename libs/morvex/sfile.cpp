@@ -1,8 +1,11 @@
 #include "morvex/sfile.h"
 
+#include "morvex/badalloc.h"
 #include "morvex/checks.h"
 #include "platform/file.h"
 #include "platform/systemerror.h"
+
+#include <string>
 
 namespace MorvexA106
 {
@@ -12,7 +15,9 @@ namespace
 
 SAnsiString reasonOf(int errorNumber)
 {
-    return Platform::errorText(Platform::runtimeError(errorNumber)).c_str();
+    const std::string text =
+        sayingBadAllocation([&] { return Platform::errorText(Platform::runtimeError(errorNumber)); });
+    return text.c_str();
 }
 
 /// The 32-bit form of a position or a size.
@@ -194,7 +199,11 @@ SFile::Extent SFile::measure() const
 {
     const __int64 reached = moveDescriptor(seekCurrent, 0);
     const __int64 end = moveDescriptor(seekEnd, 0);
-    moveDescriptor(seekBegin, reached);
+    const auto restored = Platform::seekFile(m_fd, reached, seekBegin);
+    if (restored.failed()) {
+        m_aheadNext = m_aheadEnd = 0; // the position is lost, and the block has no place any more
+        fail(SFileException::SeekFailed, restored.error);
+    }
     const __int64 position = reached - unread();
     if (end < reached) {
         leaveReadAhead(SFileException::SeekFailed); // the file was cut, and what was read ahead is gone

@@ -1,5 +1,6 @@
 #include "morvex/sfilelock.h"
 
+#include "morvex/badalloc.h"
 #include "morvex/resourcetexts.h"
 #include "platform/filelock.h"
 #include "platform/locknote.h"
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <string>
 #include <thread>
 
 namespace MorvexA106
@@ -20,7 +22,9 @@ static_assert(SFileLock::limit == Platform::LockNote::first, "what holders tell 
 
 SAnsiString reasonOf(int errorNumber)
 {
-    return Platform::errorText(Platform::runtimeError(errorNumber)).c_str();
+    const std::string text =
+        sayingBadAllocation([&] { return Platform::errorText(Platform::runtimeError(errorNumber)); });
+    return text.c_str();
 }
 
 int openedForLocks(const SAnsiString& path, bool create)

@@ -1,4 +1,4 @@
-#include "morvex/checks.h"
+#include "morvex/badalloc.h"
 #include "morvex/mbcscodesetconverter.h"
 #include "morvex/sfile.h"
 #include "morvex/textbuilder.h"
@@ -32,7 +32,9 @@ constexpr int retries = 10;
 
 SAnsiString noMemoryText()
 {
-    return Platform::errorText(Platform::runtimeError(ENOMEM)).c_str();
+    const std::string text =
+        sayingBadAllocation([] { return Platform::errorText(Platform::runtimeError(ENOMEM)); });
+    return text.c_str();
 }
 
 /// With one more for a terminator; null without memory.
