@@ -261,14 +261,34 @@ public:
     {
         return textOf(value);
     }
-    template <class Text, SCalendarValue V>
-    requires SNumberText<Text, char>
-    [[nodiscard]] static bool FromString(const Text& text, V& value) noexcept
+    // One for each class: some compilers would let one template for all hide those for numbers.
+    template <SNumberText<char> Text>
+    [[nodiscard]] static bool FromString(const Text& text, SDate& value) noexcept
     {
-        return read(NumberText::bytesOf(NumberText::viewOf<char>(text)), value);
+        return read(bytesIn(text), value);
+    }
+    template <SNumberText<char> Text>
+    [[nodiscard]] static bool FromString(const Text& text, STime& value) noexcept
+    {
+        return read(bytesIn(text), value);
+    }
+    template <SNumberText<char> Text>
+    [[nodiscard]] static bool FromString(const Text& text, SDateTime& value) noexcept
+    {
+        return read(bytesIn(text), value);
+    }
+    template <SNumberText<char> Text>
+    [[nodiscard]] static bool FromString(const Text& text, STimeSpan& value) noexcept
+    {
+        return read(bytesIn(text), value);
     }
 
 private:
+    template <class Text>
+    static std::string_view bytesIn(const Text& text) noexcept
+    {
+        return NumberText::bytesOf(NumberText::viewOf<char>(text));
+    }
     static SAnsiString textOf(const SDate& value);
     static SAnsiString textOf(const STime& value);
     static SAnsiString textOf(const SDateTime& value);
