@@ -172,7 +172,8 @@ SAnsiString SFileSys::getUniqueFilenameHelper(const SAnsiString& dir, const SAns
                                               const SAnsiString& extension, bool create, int permissions,
                                               bool isDirectory)
 {
-    if (exists(dir) && isFile(dir)) {
+    bool folder = false;
+    if (!Platform::readAttributes(Work::trimmed(dir), folder) && !folder) {
         Work::failAsNoFolder(SFileSysException::UniqueNameFailed, dir, helperName);
     }
     const Work::UniqueName unique(dir, permissions);
