@@ -49,15 +49,15 @@ SAnsiString textOf(const char* terminated)
     return MBCSCodesetConverter::ExplicitCodesetToT(terminated, MBCSCodesetConverter::UTF8);
 }
 
-void setText(SAnsiString& line, const char* bytes, std::size_t n)
+/// In the memory of a text that isn't needed any more. Empty text takes none.
+SAnsiString textIn(SAnsiString used, const char* bytes, std::size_t n)
 {
     if (n == 0) {
-        line.empty();
-        return;
+        return SAnsiString();
     }
-    TextBuilder<char, 0> builder(std::move(line), n);
+    TextBuilder<char, 0> builder(std::move(used), n);
     std::memcpy(builder.extend(n), bytes, n);
-    line = builder.take();
+    return SAnsiString(builder.take());
 }
 
 /// Of bytes that aren't needed any more, with room for a terminator behind them.
@@ -132,7 +132,7 @@ bool SFile::readLine(SAnsiString& line)
     }
     m_aheadNext = static_cast<unsigned>(end + 1 - m_ahead.get());
     if (isPlain(end)) {
-        setText(line, begin, static_cast<std::size_t>(end - begin));
+        line = textIn(std::move(line), begin, static_cast<std::size_t>(end - begin));
     } else {
         line = textOfLine(begin, end);
     }
