@@ -14,6 +14,7 @@ set(MORVEX_PUBLIC_HEADERS
   morvex/sdatetime.h
   morvex/sdatetimeconv.h
   morvex/sdatetimestring.h
+  morvex/sdirectorychangewatcher.h
   morvex/sfile.h
   morvex/sfileexception.h
   morvex/sfilelock.h

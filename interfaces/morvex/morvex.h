@@ -14,6 +14,7 @@
 #include "morvex/sdatetime.h"
 #include "morvex/sdatetimeconv.h"
 #include "morvex/sdatetimestring.h"
+#include "morvex/sdirectorychangewatcher.h"
 #include "morvex/sfile.h"
 #include "morvex/sfileexception.h"
 #include "morvex/sfilelock.h"

@@ -96,6 +96,7 @@ public:
     const SAnsiString& reason() const noexcept { return m_reasonText; }
 
 private:
+    friend class SDirectoryChangeWatcher;
     friend class SFileSys;
 
     static ErrorReasons mapErrno(int errorNumber) noexcept;
