@@ -283,20 +283,24 @@ TEST(SFileSysTreePosix, FolderThatIsSwappedForALinkNeverLeadsOut)
 {
     const Scratch scratch(inMemory());
     putVictim(scratch);
+    std::atomic<int> now = 0;
+    const auto folderOf = [&](int round) { return scratch / ("tree" + std::to_string(round) + "/sub"); };
+    const auto linkOf = [&](int round) { return scratch / ("link" + std::to_string(round)); };
     std::jthread swapper([&](const std::stop_token& done) {
-        const std::string folder = scratch / "tree/sub";
-        const std::string link = scratch / "link";
         while (!done.stop_requested()) {
+            const std::string folder = folderOf(now);
+            const std::string link = linkOf(now);
             ::renameat2(AT_FDCWD, folder.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
         }
     });
-    for (int round = 0; round < 500; ++round) {
-        std::error_code swapped;
-        fs::create_directories(scratch / "tree/sub/a/b", swapped);
-        fs::create_symlink("victim", scratch / "link", swapped);
+    for (int round = 1; round <= 1000; ++round) {
+        fs::create_directories(folderOf(round) + "/a");
+        fs::create_symlink(scratch / "victim", linkOf(round));
+        now = round;
+        const SAnsiString tree = scratch.path("tree" + std::to_string(round));
         try {
-            static_cast<void>(SFileSys::rsizeEx(scratch.path("tree")));
-            SFileSys::rremove(scratch.path("tree"));
+            EXPECT_LE(SFileSys::countFiles(tree), 1U) << "of what is elsewhere";
+            SFileSys::rremove(tree);
         } catch (const SFileSysException&) {
             // the swapper may be faster; what counts is the victim
         }
@@ -311,25 +315,31 @@ TEST(SFileSysTreePosix, FolderThatIsMovedAwayMeanwhileNeverLeadsOut)
     const Scratch scratch(inMemory());
     putVictim(scratch);
     std::atomic<int> now = 0;
+    const auto treeOf = [&](int round) { return scratch / ("tree" + std::to_string(round)); };
     std::jthread mover([&](const std::stop_token& done) {
         while (!done.stop_requested()) {
-            const std::string number = std::to_string(now);
-            const std::string inside = scratch / ("tree" + number + "/d/d/d/d");
-            const std::string outside = scratch / ("victim/guest" + number);
+            const std::string inside = treeOf(now) + "/d/d/d/d";
+            const std::string outside = scratch / ("victim/guest" + std::to_string(now));
             ::rename(inside.c_str(), outside.c_str());
             ::rename(outside.c_str(), inside.c_str());
         }
     });
-    for (int round = 0; round < 50; ++round) {
-        const std::string tree = scratch / ("tree" + std::to_string(round));
-        putDeepTree(tree, "d", 60); // deeper than what is kept open
+    for (int round = 1; round <= 100; ++round) {
+        putDeepTree(treeOf(round), "d", 60); // deeper than what is kept open
+        for (const char* name : {"a", "b", "c", "e"}) {
+            // named alike, whichever of them and the way down comes first
+            fs::create_directory(treeOf(round) + "/d/d/d/" + name);
+            fs::create_directory(scratch / ("victim/" + std::string(name)));
+        }
         now = round;
         try {
-            SFileSys::rremove(tree.c_str());
+            SFileSys::rremove(treeOf(round).c_str());
         } catch (const SFileSysException&) {
             // what was moved away while it was in hand is told, and left where it is
         }
-        ASSERT_TRUE(isThere(scratch / "victim/inner/file")) << "round " << round;
+        for (const char* name : {"a", "b", "c", "e"}) {
+            ASSERT_TRUE(isThere(scratch / ("victim/" + std::string(name)))) << "round " << round;
+        }
     }
     mover = {};
     expectVictimWhole(scratch);
