@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <string>
 
 using namespace MorvexA106;
@@ -143,6 +144,23 @@ TEST(SFileLockPosix, HeirsKeepALockAndAreNotTakenForTheDead)
     EXPECT_FALSE(lock.owner().known);
     ::close(ends[1]);
     EXPECT_TRUE(lock.tryLockFor(aMinute, shared));
+}
+
+TEST(SFileLockPosix, LockEndsWithTheObjectThatTookItAndNotWithItsCopyInAnotherProcess)
+{
+    const Scratch scratch;
+    auto lock = std::make_unique<SFileLock>(scratch.path("a"), true);
+    lock->lock(exclusive);
+    EXPECT_EQ(inChild([&] { return lock.reset(), 0; }), 0);
+    SFileLock other(scratch.path("a"));
+    EXPECT_FALSE(other.tryLock(shared));
+    Child heir([](Child::Ready ready) {
+        ready();
+        ::pause();
+    });
+    ASSERT_TRUE(heir.waitUntilReady());
+    lock.reset();
+    EXPECT_TRUE(other.tryLock(shared));
 }
 
 TEST(SFileLockPosix, LocksOfOtherProgramsAreRespectedAndTheirOwnersTold)

@@ -61,8 +61,8 @@ public:
 /// code `OpenFailed` when the file can't be opened.
 ///
 /// POSIX: a lock binds those who lock, nobody else, so that the file can be read and written all the same. It belongs to
-/// the open file: a process that is forked off, though not a program that it starts, has a share in it and
-/// keeps it alive. On NFS the server keeps the locks, and they may be lost when it restarts; other network file
+/// the open file: a process that is forked off, though not a program that is started, has a share in it. It keeps the
+/// lock alive when its parent dies, and ends it by `unlock`, though not with its copy of the object. On NFS the server keeps the locks, and they may be lost when it restarts; other network file
 /// systems may lock among the processes of one machine only. Locks of other programs by `lockf` and `fcntl` are
 /// respected on both sides, those by `flock` are not seen.
 ///
@@ -143,6 +143,7 @@ private:
     Kind m_kind = shared;
     __int64 m_begin = 0;
     __int64 m_length = 0;
+    unsigned long m_process = 0; // that has locked it
 };
 
 } // namespace MorvexA106

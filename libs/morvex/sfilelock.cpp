@@ -4,6 +4,7 @@
 #include "morvex/resourcetexts.h"
 #include "platform/filelock.h"
 #include "platform/locknote.h"
+#include "platform/process.h"
 #include "platform/systemerror.h"
 
 #include <algorithm>
@@ -61,8 +62,13 @@ SFileLock::SFileLock(const SAnsiString& path, bool create)
       m_fd(openedForLocks(path, create))
 {}
 
+/// To close the descriptor is not enough where a process that was forked off has it, too; and the copy of the object in
+/// that process must not take the lock away.
 SFileLock::~SFileLock()
 {
+    if (m_locked && m_process == Platform::processId()) {
+        static_cast<void>(Platform::unlockRange(m_fd, {m_begin, m_length}));
+    }
     Platform::closeFile(m_fd);
 }
 
@@ -144,6 +150,7 @@ bool SFileLock::attempt(Kind kind, __int64 begin, __int64 length, bool wait)
     m_begin = begin;
     m_length = length;
     if (m_locked) {
+        m_process = Platform::processId();
         Platform::tellHolder(m_fd, {m_begin, m_length});
     }
     return m_locked;
