@@ -72,6 +72,30 @@ TEST(SFileFaults, ReadingTellsEveryFailureAndLosesNoDescriptor)
     EXPECT_EQ(Faults::openDescriptors(), before);
 }
 
+TEST(SFileFaults, RefusedOpenEmptiesNothing)
+{
+    const Scratch scratch;
+    const unsigned before = Faults::openDescriptors();
+    const std::string_view calls[] = {"open", "ftruncate", "unlink"};
+    const int truncating = SFile::readAndWrite | SFile::create | SFile::truncate;
+    for (const int flags : {truncating, truncating | SFile::temporary}) {
+        const unsigned met = Faults::eachCall({.error = EIO, .only = calls}, [&](Injection& injection) {
+            putFile(scratch / "a", content);
+            SFile file;
+            injection.arm();
+            const int error =
+                errnoOf([&] { file.open(scratch.path("a"), flags, usual, SFile::denyNothing); });
+            injection.disarm();
+            EXPECT_EQ(error, injection.happened() ? EIO : 0);
+            EXPECT_EQ(file.isOpened(), error == 0);
+            const bool isThere = std::filesystem::exists(scratch / "a");
+            EXPECT_TRUE(error == 0 || !isThere || contentOf(scratch / "a") == content) << injection.call();
+        });
+        EXPECT_EQ(met, flags == truncating ? 2u : 3u);
+    }
+    EXPECT_EQ(Faults::openDescriptors(), before);
+}
+
 TEST(SFileFaults, DenyingNothingNeedsNoLocksAndDenyingDoes)
 {
     const Scratch scratch;

@@ -263,12 +263,13 @@ int truncateOpened(int descriptor) noexcept
 /// What happens to the file only once nobody's sharing stands against the open.
 int actOnAdmitted(int descriptor, const char* path, int flags) noexcept
 {
+    // The name first: where it can't go, nothing is emptied.
+    if ((flags & FileWord::temporary) != 0 && ::unlink(path) != 0) {
+        return errno;
+    }
     const int error = (flags & FileWord::truncate) != 0 ? truncateOpened(descriptor) : 0;
     if (error != 0) {
         return error;
-    }
-    if ((flags & FileWord::temporary) != 0 && ::unlink(path) != 0) {
-        return errno;
     }
     if ((flags & FileWord::sequential) != 0) {
         ::posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
