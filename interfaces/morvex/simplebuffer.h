@@ -113,7 +113,7 @@ public:
     /// the content there, and nothing of what it was: where the old content counts, hand `view` to
     /// `SFileSys::replaceFile`. A file that a buffer holds mapped is not overwritten, but refused. An empty
     /// buffer creates and changes nothing and returns true. That the bytes have reached the disk is not waited
-    /// for.
+    /// for. POSIX: a pipe waits for its reader.
     [[nodiscard]] bool saveToFile(const SAnsiString& name, bool overwrite) const noexcept;
 
     /// The content, null for the empty buffer; valid until the handle is next written. It is not terminated. Of
