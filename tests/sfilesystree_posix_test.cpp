@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <functional>
+#include <latch>
 #include <stop_token>
 #include <string>
 #include <thread>
@@ -369,6 +370,29 @@ TEST(SFileSysTreePosix, EntriesThatComeAndGoAreNoFailure)
         EXPECT_GE(rows.GetSize(), 200U);
     }
     comer = {};
+}
+
+TEST(SFileSysTreePosix, RemovalEndsWhereOthersAddWithoutEnd)
+{
+    const Scratch scratch(inMemory());
+    for (int round = 0; round < 5; ++round) {
+        fs::create_directories(scratch / "tree/sub");
+        std::latch busy(1);
+        std::jthread adder([&](const std::stop_token& done) {
+            for (int i = 0; !done.stop_requested(); ++i) {
+                ::mkdir((scratch / ("tree/sub/" + std::to_string(i % 100))).c_str(), 0777);
+                if (i == 100) {
+                    busy.count_down();
+                }
+            }
+        });
+        busy.wait();
+        try {
+            SFileSys::rremove(scratch.path("tree"));
+        } catch (const SFileSysException& failure) {
+            EXPECT_EQ(failure.reason().view(), "Directory not empty");
+        }
+    }
 }
 
 TEST(SFileSysTreePosix, ManyRemoveTheSameTreeWithoutAFailure)

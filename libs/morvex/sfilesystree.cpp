@@ -37,23 +37,23 @@ public:
 private:
     static constexpr int mostReturns = 16;
 
-    /// How far we were when a folder was entered.
+    /// How far we were when a folder was entered, and how often we have returned to the last folder in it.
     struct Visit
     {
-        std::size_t removed;
-        std::size_t failures;
+        std::size_t removed = 0;
+        std::size_t failures = 0;
+        int returns = 0;
     };
 
     void file(NameText name, EntryKind) override;
     bool entered(NameText) override;
     void left(NameText name) override;
     void closed(NameText name, const SystemError& error) override;
-    void lost() override { m_visits.resize(chain().depth() - 1); }
+    void lost() override { m_visits.resize(chain().depth()); }
     void couldNotRemove(NameText name, const SystemError& error);
 
     std::size_t m_removed = 0;
-    std::vector<Visit> m_visits;
-    int m_returns = 0;
+    std::vector<Visit> m_visits{Visit()}; ///< of the top and so on
 };
 
 void TreeRemoval::file(NameText name, EntryKind)
@@ -76,7 +76,7 @@ void TreeRemoval::file(NameText name, EntryKind)
 
 bool TreeRemoval::entered(NameText)
 {
-    m_visits.push_back({m_removed, failures()});
+    m_visits.push_back({m_removed, failures(), 0});
     return true;
 }
 
@@ -86,18 +86,19 @@ void TreeRemoval::left(NameText name)
 {
     const Visit visit = m_visits.back();
     m_visits.pop_back();
+    int& returns = m_visits.back().returns;
     const SystemError error = chain().removeFolder(name);
     if (!error) {
         ++m_removed;
-        m_returns = 0;
+        returns = 0;
         return;
     }
     const bool progress = m_removed != visit.removed && failures() == visit.failures;
-    if (progress && ++m_returns < mostReturns) {
+    if (progress && ++returns < mostReturns) {
         queue(name);
         return;
     }
-    m_returns = 0;
+    returns = 0;
     EntryKind kind = EntryKind::folder;
     std::uint64_t size = 0;
     if (!chain().look(name, kind, size) && kind != EntryKind::folder) {

@@ -49,7 +49,7 @@ void TreeWalk::readFolder()
 
 void TreeWalk::step()
 {
-    Name& folders = m_levels.back().folders;
+    Name& folders = m_levels.back();
     if (folders.empty()) {
         ascend();
     } else {

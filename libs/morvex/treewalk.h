@@ -66,18 +66,13 @@ protected:
     void failInHand(const Platform::SystemError& error) { fail(Name().c_str(), error); }
 
     /// Makes a folder of this name the next to be entered.
-    void queue(NameText name) { m_levels.back().folders.append(name).push_back(0); }
+    void queue(NameText name) { m_levels.back().append(name).push_back(0); }
     void stop() noexcept { m_stopped = true; }
 
     std::size_t failures() const noexcept { return m_failures; }
     Platform::FolderChain& chain() const noexcept { return m_chain; }
 
 private:
-    struct Level
-    {
-        Name folders; ///< still to be entered, each ended by a zero
-    };
-
     static Name takeLast(Name& names);
     void readFolder();
     void step();
@@ -87,7 +82,7 @@ private:
     void couldNotEnter(const Name& name, const Platform::SystemError& error);
 
     Platform::FolderChain& m_chain;
-    std::vector<Level> m_levels;
+    std::vector<Name> m_levels; ///< for each, the folders still to be entered, each ended by a zero
     std::optional<Failure> m_failure;
     std::size_t m_failures = 0;
     bool m_stopped = false;
