@@ -23,7 +23,7 @@ namespace
 
 using Random = std::mt19937_64;
 
-constexpr int kills = 250;
+constexpr int kills = 500;
 constexpr std::size_t longestBacklog = 20;
 
 /// The content of the file with that number: the number, and bytes that follow from it.

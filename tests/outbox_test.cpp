@@ -1,4 +1,5 @@
 #include "agent.h"
+#include "dropwatch.h"
 #include "events.h"
 #include "failures.h"
 #include "filenames.h"
@@ -10,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Outbox
@@ -563,6 +565,67 @@ TEST_F(OutboxTest, CopiesAFileAgainThatChangesUnderTheCopy)
     EXPECT_EQ(readFile(in(folders.target, "log")), "first second");
     EXPECT_EQ(watch.deliveries, Names{"log>log"});
     EXPECT_EQ(watch.troubles, Names{"The file log is still being written"});
+}
+
+TEST(OutboxDropWatch, SaysWhenToLook)
+{
+    const struct
+    {
+        const char* row;
+        std::function<void(const SAnsiString&)> act;
+        bool isWork;
+    } rows[] = {
+        {"a file comes", [](const SAnsiString& drop) { writeFile(in(drop, "new"), "1"); }, true},
+        {"a file grows", [](const SAnsiString& drop) { writeFile(in(drop, "old"), "22"); }, true},
+        {"a file is unveiled",
+         [](const SAnsiString& drop) { SFileSys::renameFile(in(drop, ".hidden"), in(drop, "shown")); }, true},
+        {"a folder of ours goes", [](const SAnsiString& drop) { SFileSys::remove(in(drop, "sent")); }, true},
+        {"a hidden file grows", [](const SAnsiString& drop) { writeFile(in(drop, ".hidden"), "22"); }, false},
+        {"a file is taken", [](const SAnsiString& drop) { SFileSys::remove(in(drop, "old")); }, false},
+        {"nothing", [](const SAnsiString&) {}, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.row);
+        const Folders folders;
+        makeFolder(folders.sent());
+        writeFile(in(folders.drop, "old"), "1");
+        writeFile(in(folders.drop, ".hidden"), "1");
+        DropWatch watch;
+        watch.open(folders.drop);
+        ASSERT_TRUE(watch.isReliable());
+        row.act(folders.drop);
+        EXPECT_EQ(watch.waitForFile(row.isWork ? 60000 : 100), row.isWork);
+    }
+}
+
+TEST(OutboxDropWatch, IsNotReliableWithoutAFolderAndEndsWhenStopped)
+{
+    const Folders folders;
+    DropWatch nowhere;
+    nowhere.open(in(folders.root, "none"));
+    EXPECT_FALSE(nowhere.isReliable());
+    EXPECT_FALSE(nowhere.waitForFile(60000));
+    DropWatch watch;
+    watch.open(folders.drop);
+    std::thread waiting([&] { EXPECT_FALSE(watch.waitForFile(60000)); });
+    watch.stop();
+    waiting.join();
+}
+
+TEST_F(OutboxTest, IsIdleOnlyWhenNoFileWaitsAndNothingIsInDisorder)
+{
+    open();
+    rounds(1);
+    EXPECT_TRUE(m_agent->isIdle());
+    dropFile("a", "a");
+    rounds(1);
+    EXPECT_FALSE(m_agent->isIdle());
+    rounds(1);
+    EXPECT_TRUE(m_agent->isIdle());
+    const SAnsiString away = in(folders.root, "away");
+    std::filesystem::rename(folders.target.getString(), away.getString());
+    rounds(1);
+    EXPECT_FALSE(m_agent->isIdle());
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
@@ -101,6 +102,9 @@ void expectTold(const Act& row)
     place.put("a", "1");
     place.make("ad/inner");
     place.put("ad/inner/af", "x");
+    for (const char* old : {"a", "ad/inner/af"}) { // a rescan tells those that are new once more
+        fs::last_write_time(place.root() / old, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    }
     FolderMirror mirror(place.root().string());
     SDirectoryChangeWatcher watcher(place.text(), mirror, wholeTree);
     watcher.open();
@@ -302,7 +306,7 @@ std::uint64_t freshSeed(const char* what)
 TEST(SDirectoryChangeWatcherTest, AReceiverThatAppliesEachChangeHasWhatTheDiskHas)
 {
     const std::uint64_t seed = freshSeed("on its own thread");
-    for (std::uint64_t turn = 0; turn < 10; ++turn) {
+    for (std::uint64_t turn = 0; turn < 6; ++turn) {
         SCOPED_TRACE("turn " + std::to_string(turn) + " of seed " + std::to_string(seed));
         const Place place;
         Vandal vandal(place, seed + turn);
@@ -328,14 +332,14 @@ TEST(SDirectoryChangeWatcherTest, LateEventsLeadToTheSame)
 {
     const std::uint64_t seed = freshSeed("polled");
     std::mt19937_64 random(seed);
-    for (std::uint64_t turn = 0; turn < 10; ++turn) {
+    for (std::uint64_t turn = 0; turn < 5; ++turn) {
         SCOPED_TRACE("turn " + std::to_string(turn) + " of seed " + std::to_string(seed));
         const Place place;
         Vandal vandal(place, seed + turn);
         FolderMirror mirror(place.root().string());
         SDirectoryChangeWatcher watcher(place.text(), mirror, busyTree);
         watcher.open();
-        for (int round = 0; round < 60; ++round) {
+        for (int round = 0; round < 40; ++round) {
             for (auto acts = random() % 40; acts != 0; --acts) {
                 vandal.act();
             }
@@ -398,6 +402,7 @@ TEST(SDirectoryChangeWatcherTest, FollowsThePathAndNotTheFolder)
     EXPECT_EQ(mirror.tree(), (TreeContent{{"b", "second"}}));
     putFile((away / "unseen").string(), "");
     fs::remove_all(place.root());
+    EXPECT_TRUE(follows(watcher, mirror)); // Windows keeps the name as long as the folder is watched
     fs::rename(away, place.root());
     EXPECT_TRUE(follows(watcher, mirror));
     EXPECT_EQ(mirror.tree(), (TreeContent{{"a", "first"}, {"unseen", ""}}));
@@ -454,9 +459,9 @@ TEST(SDirectoryChangeWatcherTest, StopWaitsForTheCallThatIsUnderWay)
     place.put("b");
     gate.waitForCall();
     std::atomic<int> returned{0};
-    std::vector<std::thread> stoppers;
-    for (int i = 0; i < 3; ++i) {
-        stoppers.emplace_back([&] {
+    std::vector<std::thread> stoppers(3);
+    for (std::thread& stopper : stoppers) {
+        stopper = std::thread([&] {
             watcher.stop();
             ++returned;
         });

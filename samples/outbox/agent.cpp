@@ -48,6 +48,7 @@ void Agent::open()
 
 long Agent::round()
 {
+    m_isIdle = false;
     m_wait = std::min(m_wait * 2, std::max(m_interval, longestWait));
     try {
         work();
@@ -62,6 +63,7 @@ long Agent::round()
         recordTrouble(failure.toString());
     }
     tellTroubles();
+    m_isIdle = m_isIdle && m_troubles.isEmpty();
     return m_wait;
 }
 
@@ -88,6 +90,7 @@ void Agent::work()
         }
         m_events.waiting(--waiting);
     }
+    m_isIdle = waiting == 0;
 }
 
 void Agent::recordTrouble(const SAnsiString& text)

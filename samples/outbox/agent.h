@@ -37,6 +37,9 @@ public:
     /// five seconds, while trouble lasts.
     long round();
 
+    /// Whether the last round left nothing to do until a file comes: no file waits, and nothing is in disorder.
+    bool isIdle() const { return m_isIdle; }
+
     /// Lets other processes have the drop folder. Nothing is lost when it is not called.
     void close();
 
@@ -55,6 +58,7 @@ private:
     Delivery m_delivery;
     const long m_interval;
     long m_wait;
+    bool m_isIdle = false;
 };
 
 } // namespace Outbox

@@ -6,6 +6,7 @@
 #include <morvex/sfilesys.h>
 #include <morvex/siserverexception.h>
 
+#include <algorithm>
 #include <charconv>
 
 namespace Outbox
@@ -23,6 +24,9 @@ constexpr long defaultInterval = 200;
 constexpr long shortestInterval = 10;
 constexpr long longestInterval = 3600000;
 
+// Then it looks all the same, and would tell that the target is away.
+constexpr long longestIdleness = 60000;
+
 [[noreturn]] void refuse(const SAnsiString& reason)
 {
     throw SIServerException(SIServerException::toldToUser, reason);
@@ -38,6 +42,7 @@ bool OutboxServer::initialize()
     try {
         m_agent.emplace(from, to, interval, m_report);
         m_agent->open();
+        m_watch.open(from);
     } catch (const Trouble& trouble) {
         refuse(trouble.text);
     } catch (const SFileException& failure) {
@@ -53,8 +58,18 @@ bool OutboxServer::run(int)
     long wait = 0;
     while (!sleepUntilStop(wait)) {
         wait = m_agent->round();
+        if (m_agent->isIdle() && m_watch.isReliable()) {
+            m_watch.waitForFile(std::max(wait, longestIdleness));
+            wait = 0;
+        }
     }
     return true;
+}
+
+void OutboxServer::stop()
+{
+    SIServer::stop();
+    m_watch.stop();
 }
 
 void OutboxServer::uninitialize()

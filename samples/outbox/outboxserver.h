@@ -2,6 +2,7 @@
 
 #include "agent.h"
 #include "consolereport.h"
+#include "dropwatch.h"
 
 #include <morvex/siserver.h>
 
@@ -18,6 +19,7 @@ public:
     /// Throws `SIServerException` with the reason.
     bool initialize() override;
     bool run(int mode) override;
+    void stop() override;
     void uninitialize() override;
     MorvexA106::SAnsiString getStatusText() override { return m_report.statusText(); }
 
@@ -27,6 +29,7 @@ private:
 
     ConsoleReport m_report{*this};
     std::optional<Agent> m_agent;
+    DropWatch m_watch;
 };
 
 } // namespace Outbox
