@@ -12,6 +12,7 @@
 
 #include <morvex/mbcscodesetconverter.h>
 #include <morvex/sfile.h>
+#include <morvex/sfilesys.h>
 #include <morvex/simplebuffer.h>
 #include <morvex/sstringconv.h>
 #include <morvex/sstringhelper.h>
@@ -640,5 +641,51 @@ TEST_F(allocFailure, replacesWordsWholeOrNotAtAll)
             ++point;
         } while (memory.failures != 0 && point < 1000);
         EXPECT_GT(point, 80) << "each word is an allocation";
+    }
+}
+
+namespace
+{
+
+std::size_t entriesOf(const std::string& folder)
+{
+    std::error_code absent;
+    const std::filesystem::directory_iterator entries(folder, absent);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+} // namespace
+
+TEST_F(allocFailure, replacesAFileOrLeavesItAndNothingBesideIt)
+{
+    for (const Failing failing : {Failing::onlyThat, Failing::thatAndAllAfter}) {
+        const Scratch scratch;
+        const SAnsiString path = scratch.path("file");
+        int point = 0;
+        do {
+            putFile(scratch / "file", "old");
+            const Outcome outcome = tryWith(failing, point, [&] { SFileSys::replaceFile(path, "new"); });
+            EXPECT_EQ(contentOf(scratch / "file"), outcome.threw ? "old" : "new") << point;
+            EXPECT_STREQ(outcome.what, outcome.threw ? "bad allocation" : "") << point;
+            EXPECT_EQ(entriesOf(scratch / ""), 1u) << point;
+        } while (memory.failures != 0 && ++point < 1000);
+        EXPECT_GT(point, 2);
+    }
+}
+
+TEST_F(allocFailure, makesAUniqueFileOrNone)
+{
+    for (const Failing failing : {Failing::onlyThat, Failing::thatAndAllAfter}) {
+        int point = 0;
+        do {
+            const Scratch scratch;
+            const SAnsiString folder = scratch.path("folder");
+            const Outcome outcome = tryWith(failing, point, [&] {
+                SFileSys::getUniqueFilename(folder, "n", "", true, SFile::defaultPermissions);
+            });
+            EXPECT_STREQ(outcome.what, outcome.threw ? "bad allocation" : "") << point;
+            EXPECT_EQ(entriesOf(scratch / "folder"), outcome.threw ? 0u : 1u) << point;
+        } while (memory.failures != 0 && ++point < 1000);
+        EXPECT_GT(point, 2);
     }
 }

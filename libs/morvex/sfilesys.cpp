@@ -1,5 +1,6 @@
 #include "morvex/sfilesys.h"
 
+#include "morvex/badalloc.h"
 #include "morvex/checks.h"
 #include "morvex/pathrules.h"
 #include "morvex/sfilesyswork.h"
@@ -56,7 +57,7 @@ SFileSys::Work::Reasons SFileSys::Work::reasonOf(const SystemError& error) noexc
 
 SAnsiString SFileSys::Work::textOf(const SystemError& error)
 {
-    return Platform::errorText(error).c_str();
+    return sayingBadAllocation([&] { return Platform::errorText(error); }).c_str();
 }
 
 void SFileSys::Work::fail(Codes code, const SystemError& error, const SAnsiString& path,
@@ -184,7 +185,9 @@ void SFileSys::makeDirectories(const SAnsiString& path, int permissions)
         return;
     }
     std::vector<std::size_t> lengths;
-    if (path.isEmpty() || !PathRules::foldersOnTheWay(viewOf(path), style(), lengths)) {
+    const bool isPath = sayingBadAllocation(
+        [&] { return !path.isEmpty() && PathRules::foldersOnTheWay(viewOf(path), style(), lengths); });
+    if (!isPath) {
         Work::fail(SFileSysException::BadPath, Platform::runtimeError(22), path, SAnsiString(),
                    "makeDirectories");
     }

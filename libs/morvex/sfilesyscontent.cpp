@@ -1,3 +1,4 @@
+#include "morvex/badalloc.h"
 #include "morvex/sfilesyswork.h"
 #include "morvex/ssfilesearch.h"
 #include "morvex/sstringhelper.h"
@@ -71,7 +72,7 @@ std::uint64_t SFileSys::Work::ContentRemoval::removeFrom(const SAnsiString& fold
         failAsNoFolder(Codes::RemoveTreeFailed, folder, m_operation);
     }
     SSFileSearch search(folder, pattern);
-    for (const SAnsiString& name : namesIn(search)) {
+    for (const SAnsiString& name : sayingBadAllocation([&] { return namesIn(search); })) {
         removeEntry(SStringHelper::MakePath(folder, name));
     }
     if (search.failed()) {

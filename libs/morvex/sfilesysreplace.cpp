@@ -1,3 +1,4 @@
+#include "morvex/badalloc.h"
 #include "morvex/sfilesyswork.h"
 #include "platform/replacefile.h"
 
@@ -6,8 +7,8 @@ namespace MorvexA106
 
 void SFileSys::replaceFile(const SAnsiString& path, std::span<const unsigned char> content, int permissions)
 {
-    Work::check(Platform::replaceFile(path, content, permissions), SFileSysException::ReplaceFailed, path,
-                SAnsiString(), "replaceFile");
+    const auto error = sayingBadAllocation([&] { return Platform::replaceFile(path, content, permissions); });
+    Work::check(error, SFileSysException::ReplaceFailed, path, SAnsiString(), "replaceFile");
 }
 
 void SFileSys::replaceFile(const SAnsiString& path, std::string_view content, int permissions)

@@ -1,3 +1,4 @@
+#include "morvex/badalloc.h"
 #include "morvex/csiprocess.h"
 #include "morvex/multibyte.h"
 #include "morvex/refcount.h"
@@ -179,7 +180,8 @@ SAnsiString SFileSys::getUniqueFilenameHelper(const SAnsiString& dir, const SAns
     const Work::UniqueName unique(dir, permissions);
     try {
         for (int tries = 0; tries < mostTries; ++tries) {
-            const SAnsiString path = SStringHelper::MakePath(dir, nextName(prefix).c_str(), extension);
+            const SAnsiString path = SStringHelper::MakePath(
+                dir, sayingBadAllocation([&] { return nextName(prefix); }).c_str(), extension);
             if (unique.isFree(path) &&
                 (!create || (isDirectory ? unique.takeFolder(path) : unique.takeFile(path)))) {
                 return path;
@@ -216,7 +218,7 @@ SAnsiString SFileSys::getTempDirname()
 {
     constexpr std::size_t told = 256;
     std::string folder;
-    if (const SystemError error = Platform::temporaryFolder(folder)) {
+    if (const SystemError error = sayingBadAllocation([&] { return Platform::temporaryFolder(folder); })) {
         throw SFileSysException(SFileSysException::UniqueNameFailed, SFileSysException::NoTempFolder,
                                 SAnsiString(), Work::textOf(error), SAnsiString(), "getTempFilename");
     }

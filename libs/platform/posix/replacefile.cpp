@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 /// How a file is replaced.
@@ -232,13 +233,15 @@ int Stage::takeName(Take take)
 {
     constexpr unsigned mostTurns = 4096; // so many are never at one file at once
     for (unsigned turn = 0; turn < mostTurns; ++turn) {
-        const std::string name = stageName(m_target.name(), turn);
+        std::string name = stageName(m_target.name(), turn);
         int error = take(name);
         if (error == EEXIST && clear(name)) {
             error = take(name);
         }
+        if (error == 0) {
+            m_name = std::move(name); // needs no memory: from here on the name is there
+        }
         if (error != EEXIST) {
-            m_name = error == 0 ? name : std::string();
             return error;
         }
     }
