@@ -26,7 +26,7 @@ namespace
 constexpr const char* helperName = "getUniqueFilenameHelper";
 
 /// So many names in a row are never taken by chance: something is wrong with the folder.
-constexpr int mostTries = 1 << 16;
+constexpr int mostTries = 1 << 12;
 
 constexpr int readBits = 0444;
 constexpr int fromReadToExecute = 2;
