@@ -42,7 +42,7 @@ public:
     void made(int number) { m_made[index(number)] = Clock::now(); }
     void told(const char* name)
     {
-        const auto number = index(std::atoi(name));
+        const auto number = index(static_cast<int>(std::strtol(name, nullptr, 10)));
         if (m_told[number] == Clock::time_point()) {
             m_told[number] = Clock::now();
             ++m_count;
@@ -136,7 +136,7 @@ public:
 private:
     void work()
     {
-        std::vector<char> buffer(64 * 1024);
+        std::vector<char> buffer(std::size_t{64} * 1024);
         while (!m_stop) {
             pollfd source{m_events, POLLIN, 0};
             if (::poll(&source, 1, 20) > 0) {
