@@ -119,6 +119,8 @@ void addMeasuring(Session& session)
     SFileSys::rremove(tree.c_str());
 }
 
+/// On a disk that is told of everything that is freed, the disk decides for all contenders alike, and minutes go by: give
+/// the program a folder in memory.
 void addRemoving(Session& session)
 {
     Bench::Row row("remove a tree of 100,000 files");
