@@ -187,7 +187,7 @@ TEST(SFileSysTreePosix, NamesMayHaveAnyBytes)
     for (const std::string& name : names) {
         fs::create_directory(scratch / "tree/" + name);
         for (const std::string& inner : names) {
-            putFile(scratch / "tree/" + name + "/" + inner, "x");
+            putFile((fs::path(scratch / "tree") / name / inner).string(), "x");
         }
     }
     EXPECT_EQ(SFileSys::countAll(scratch.path("tree")), 7U + 49U);
@@ -404,6 +404,7 @@ TEST(SFileSysTreePosix, ManyRemoveTheSameTreeWithoutAFailure)
             putFile(scratch / ("tree/" + std::to_string(i) + "/file"), "text");
         }
         std::vector<std::jthread> removers;
+        removers.reserve(3);
         for (int i = 0; i < 3; ++i) {
             removers.emplace_back([&] { EXPECT_NO_THROW(SFileSys::rremove(scratch.path("tree"))); });
         }
