@@ -183,6 +183,28 @@ TEST_F(SDirectoryChangeWatcherPosixTest, AFailureAtAnyCallIsMadeUpFor)
     }
 }
 
+TEST_F(SDirectoryChangeWatcherPosixTest, WaitsForTheFolderWhenItIsRemovedOrOneAboveItIsMoved)
+{
+    const fs::path above(scratch / "above");
+    const fs::path watched = above / "watched";
+    fs::create_directories(watched);
+    putFile((watched / "a").string(), "a");
+    FolderMirror now(watched.string());
+    SDirectoryChangeWatcher watcher(watched.string().c_str(), now, wholeTree);
+    watcher.open();
+    fs::rename(above, scratch / "elsewhere");
+    EXPECT_TRUE(follows(watcher, now));
+    EXPECT_EQ(now.tree(), TreeContent());
+    fs::create_directory(above);
+    fs::create_directory_symlink(scratch / "elsewhere/watched", watched); // the path's own links are followed
+    putFile(scratch / "elsewhere/watched/b", "b");
+    EXPECT_TRUE(follows(watcher, now));
+    EXPECT_EQ(now.tree(), (TreeContent{{"a", "a"}, {"b", "b"}}));
+    fs::remove_all(scratch / "elsewhere");
+    EXPECT_TRUE(follows(watcher, now));
+    EXPECT_EQ(now.tree(), TreeContent());
+}
+
 TEST_F(SDirectoryChangeWatcherPosixTest, NeverFollowsALink)
 {
     const fs::path outside = scratch / "outside";

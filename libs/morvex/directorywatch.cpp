@@ -649,6 +649,8 @@ void DirectoryWatch::checkRoot()
     if (error) {
         if (Platform::meansAbsent(error) && m_isThere) {
             loseRoot();
+        } else if (Platform::FolderEvents::coverTrees()) {
+            stopWatchingRoot(); // a removed folder keeps its name, and can't be opened, as long as we hold it
         }
         return;
     }
@@ -661,10 +663,7 @@ void DirectoryWatch::checkRoot()
 void DirectoryWatch::takeRoot(const EntryLook& look)
 {
     Entry& root = *m_picture.root();
-    if (root.watch != 0) {
-        m_events.remove(root.watch);
-        m_picture.setWatch(root, 0);
-    }
+    stopWatchingRoot();
     closeViews();
     m_picture.setIdentity(root, look.identity);
     m_isThere = true;
@@ -673,18 +672,23 @@ void DirectoryWatch::takeRoot(const EntryLook& look)
 
 void DirectoryWatch::loseRoot()
 {
-    Entry& root = *m_picture.root();
-    for (Entry* entry : FolderPicture::contentOf(root)) {
+    for (Entry* entry : FolderPicture::contentOf(*m_picture.root())) {
         drop(*entry);
     }
-    if (root.watch != 0) {
-        m_events.remove(root.watch);
-        m_picture.setWatch(root, 0);
-    }
+    stopWatchingRoot();
     closeViews();
     m_isThere = false;
     m_isLost = false;
     m_unclear.clear();
+}
+
+void DirectoryWatch::stopWatchingRoot()
+{
+    Entry& root = *m_picture.root();
+    if (root.watch != 0) {
+        m_events.remove(root.watch);
+        m_picture.setWatch(root, 0);
+    }
 }
 
 void DirectoryWatch::updateSource() noexcept

@@ -129,6 +129,7 @@ private:
     void checkRoot();
     void takeRoot(const Platform::EntryLook& look);
     void loseRoot();
+    void stopWatchingRoot();
     void updateSource() noexcept;
 
     const std::string m_path;

@@ -94,7 +94,8 @@ void FolderEvents::State::takeAll(std::vector<FolderEvent>& found)
     const bool told = GetOverlappedResult(folder.get(), &call, &size, FALSE) != 0;
     asked = false;
     if (!told && GetLastError() == ERROR_ACCESS_DENIED) { // the folder was removed
-        found.push_back({Kind::moved, watch, {}, 0});
+        found.push_back({Kind::ended, watch, {}, 0});
+        folder.reset(); // it keeps its name as long as it is open
         return;
     }
     if (told && size != 0) {
