@@ -664,6 +664,22 @@ TEST(SDateTimeLocale, WritesAndReadsItsNames)
     }
 }
 
+TEST(SDateTimeLocale, WritesLongNamesWhereverTheyStand)
+{
+    const LocaleInForce locale({"ps_AF.UTF-8", "Portuguese_Brazil.1252"});
+    if (!locale.found()) {
+        GTEST_SKIP() << "no such locale";
+    }
+    for (int day = 1; day <= 7; ++day) {
+        const SDateTime moment = inUtc(2026, 11, day);
+        const std::string name(SDateTimeString::GetLongDay(moment.GetDayOfWeek(utc())).view());
+        for (std::size_t before = 0; before < 150; ++before) {
+            const std::string text(before, '.');
+            ASSERT_EQ(textOf(moment, (text + "dddd,yyyy").c_str()), text + name + ",2026");
+        }
+    }
+}
+
 TEST(NeutralDates, AreWrittenInOneWayAndReadBack)
 {
     constexpr auto largestDay = std::numeric_limits<std::int32_t>::max();

@@ -34,9 +34,10 @@ public:
         return at;
     }
 
+    /// A sign may stand behind this as well.
     char* put(char* at, std::string_view text)
     {
-        at = makeRoom(at, text.size());
+        at = makeRoom(at, text.size() + 1);
         std::memcpy(at, text.data(), text.size());
         return at + text.size();
     }
