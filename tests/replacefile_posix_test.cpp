@@ -282,6 +282,43 @@ TEST(ReplaceFilePosix, RemovesWhatADeadProcessLeftAndNothingThatALiveOneHolds)
     }
 }
 
+TEST(ReplaceFilePosix, RemovesWhatWasLeftOfAFileThatMayNotBeRead)
+{
+    const Scratch scratch;
+    ASSERT_EQ(::chmod((scratch / "").c_str(), 0777), 0);
+    const int result = inChild([&] {
+        if (!dropPrivileges()) {
+            return 2;
+        }
+        putFile(scratch / "file", "old");
+        ::chmod((scratch / "file").c_str(), 0200);
+        leaveBehind(scratch);
+        SFileSys::replaceFile(scratch.path("file"), "new");
+        return namesIn(scratch / "").size() == 1 ? 0 : 1;
+    });
+    EXPECT_EQ(result, 0);
+}
+
+TEST(ReplaceFilePosix, LeavesNoLockToAProcessThatWasForkedOffMeanwhile)
+{
+    const Scratch scratch;
+    const std::string content(8'000'000, 'n');
+    for (int i = 0; i < 5; ++i) {
+        std::atomic<bool> started = false;
+        std::thread replacing([&] {
+            started = true;
+            SFileSys::replaceFile(scratch.path("file"), content);
+        });
+        while (!started) {
+        }
+        const Child forked([](const Child::Ready&) { ::pause(); });
+        replacing.join();
+        const int file = ::open((scratch / "file").c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(::flock(file, LOCK_EX | LOCK_NB), 0);
+        ::close(file);
+    }
+}
+
 TEST(ReplaceFilePosix, IsNotLedAwayByWhatStandsUnderItsNames)
 {
     for (const bool named : ways) {

@@ -212,6 +212,7 @@ private:
     int createUnder(const std::string& name, mode_t mode);
     int lock() const noexcept;
     int confirm(const std::string& name) const noexcept;
+    Descriptor openLeft(const std::string& name) const noexcept;
     bool clear(const std::string& name) const noexcept;
     bool removeName(const std::string& name) const noexcept
     {
@@ -248,12 +249,23 @@ int Stage::takeName(Take take)
     return EEXIST;
 }
 
+/// Network folders lock alone only what is open for writing.
+Descriptor Stage::openLeft(const std::string& name) const noexcept
+{
+    const auto openAs = [&](int access) {
+        return Descriptor(uninterrupted([&] {
+            return ::openat(m_target.folder(), name.c_str(), access | O_NOFOLLOW | O_NONBLOCK | always);
+        }));
+    };
+    Descriptor left = openAs(O_WRONLY);
+    return left || errno != EACCES ? std::move(left) : openAs(O_RDONLY);
+}
+
 /// True when the name is free now, as far as one can tell.
 bool Stage::clear(const std::string& name) const noexcept
 {
     const int folder = m_target.folder();
-    const Descriptor left(uninterrupted(
-        [&] { return ::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | always); }));
+    const Descriptor left = openLeft(name);
     if (!left) {
         return errno == ENOENT;
     }
@@ -341,8 +353,8 @@ int Stage::confirm(const std::string& name) const noexcept
     return isSameFile(opened, named) ? 0 : EEXIST;
 }
 
-/// The file is closed, and unlocked, before the folder is flushed: it is the target now, and others may want to
-/// lock it.
+/// The file is unlocked before the folder is flushed: it is the target now, and others may want to lock it. Closing
+/// is not enough where a process that was forked off has the descriptor too.
 int Stage::publish()
 {
     int error = m_name.empty() ? giveName() : 0;
@@ -353,6 +365,7 @@ int Stage::publish()
         return error;
     }
     m_name.clear();
+    ::flock(m_file.get(), LOCK_UN);
     m_file.reset();
     return m_target.flushFolder();
 }
