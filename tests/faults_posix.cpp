@@ -205,7 +205,8 @@ namespace
 /// The permissions, which are handed over only where a file may be made.
 int permissionsOf(int flags, std::va_list arguments)
 {
-    return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, int) : 0;
+    const bool making = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    return making ? va_arg(arguments, int) : 0;
 }
 
 } // namespace
