@@ -309,8 +309,7 @@ TEST(ReplaceFilePosix, LeavesNoLockToAProcessThatWasForkedOffMeanwhile)
             started = true;
             SFileSys::replaceFile(scratch.path("file"), content);
         });
-        while (!started) {
-        }
+        while (!started) {}
         const Child forked([](const Child::Ready&) { ::pause(); });
         replacing.join();
         const int file = ::open((scratch / "file").c_str(), O_RDONLY | O_CLOEXEC);
