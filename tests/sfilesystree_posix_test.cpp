@@ -395,6 +395,27 @@ TEST(SFileSysTreePosix, RemovalEndsWhereOthersAddWithoutEnd)
     }
 }
 
+TEST(SFileSysTreePosix, FolderThatIsFilledBeforeItsRemovalIsEmptiedAgain)
+{
+    const Scratch scratch(inMemory());
+    const std::string filled = scratch / "tree/sub/filled";
+    std::atomic<int> now = 0;
+    std::jthread filler([&](const std::stop_token& done) {
+        for (int last = 0; !done.stop_requested();) {
+            const int round = now;
+            if (round == last || ::mkdir(filled.c_str(), 0777) != 0) {
+                continue;
+            }
+            last = round;
+        }
+    });
+    for (int round = 1; round <= 2000; ++round) {
+        fs::create_directories(scratch / "tree/sub");
+        now = round;
+        ASSERT_NO_THROW(SFileSys::rremoveContent(scratch.path("tree"))) << "round " << round;
+    }
+}
+
 TEST(SFileSysTreePosix, ManyRemoveTheSameTreeWithoutAFailure)
 {
     const Scratch scratch(inMemory());

@@ -37,10 +37,9 @@ public:
 private:
     static constexpr int mostReturns = 16;
 
-    /// How far we were when a folder was entered, and how often we have returned to the last folder in it.
+    /// How many failures there were when a folder was entered, and how often we have returned to the last folder in it.
     struct Visit
     {
-        std::size_t removed = 0;
         std::size_t failures = 0;
         int returns = 0;
     };
@@ -76,7 +75,7 @@ void TreeRemoval::file(NameText name, EntryKind)
 
 bool TreeRemoval::entered(NameText)
 {
-    m_visits.push_back({m_removed, failures(), 0});
+    m_visits.push_back({failures(), 0});
     return true;
 }
 
@@ -93,8 +92,8 @@ void TreeRemoval::left(NameText name)
         returns = 0;
         return;
     }
-    const bool progress = m_removed != visit.removed && failures() == visit.failures;
-    if (progress && ++returns < mostReturns) {
+    const bool hasNew = meansNotEmpty(error) && failures() == visit.failures;
+    if (hasNew && ++returns < mostReturns) {
         queue(name);
         return;
     }

@@ -109,6 +109,9 @@ bool isLinkToAnything(const char* path) noexcept;
 /// Whether an entry was not there any more.
 bool meansGone(const SystemError& error) noexcept;
 
+/// Whether a folder was not removed because it has entries.
+bool meansNotEmpty(const SystemError& error) noexcept;
+
 /// Whether the process or the system has no handles or descriptors left.
 bool meansOutOfHandles(const SystemError& error) noexcept;
 

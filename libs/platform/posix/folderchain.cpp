@@ -158,9 +158,13 @@ SystemError FolderChain::read(const Visitor& visit)
         }
         EntryKind kind = kindOf(type);
         std::uint64_t size;
-        if (type != 0 || !look(name, kind, size)) { // else it is gone already
-            visit(name, kind);
+        if (const SystemError error = type == 0 ? look(name, kind, size) : SystemError{}) {
+            if (meansGone(error)) {
+                continue;
+            }
+            kind = EntryKind::file; // what is done to it will tell why not
         }
+        visit(name, kind);
     }
     return outcome(errno);
 }
@@ -254,6 +258,11 @@ bool isLinkToAnything(const char* path) noexcept
 bool meansGone(const SystemError& error) noexcept
 {
     return error.native == ENOENT;
+}
+
+bool meansNotEmpty(const SystemError& error) noexcept
+{
+    return error.native == ENOTEMPTY || error.native == EEXIST;
 }
 
 bool meansOutOfHandles(const SystemError& error) noexcept

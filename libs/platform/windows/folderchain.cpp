@@ -278,6 +278,11 @@ bool meansGone(const SystemError& error) noexcept
     return error.native == ERROR_FILE_NOT_FOUND || error.native == ERROR_PATH_NOT_FOUND;
 }
 
+bool meansNotEmpty(const SystemError& error) noexcept
+{
+    return error.native == ERROR_DIR_NOT_EMPTY;
+}
+
 bool meansOutOfHandles(const SystemError& error) noexcept
 {
     return error.native == ERROR_TOO_MANY_OPEN_FILES;
