@@ -249,11 +249,10 @@ public:
     /// and the time of change are kept, those of a folder only where the copy made it. With `overwrite` false a file
     /// that exists is not touched and is a failure; a folder that exists is added to either way.
     ///
-    /// A file that can't be copied leaves the target as it was. A folder is copied as far as possible, and the first
-    /// failure is thrown at the end with the paths of the entry that it met. A link at either path is followed. Below
-    /// them none is: a link is copied as a link with the same text, and one that stands where a file or a link of the
-    /// copy belongs is replaced if `overwrite` is set, but where a folder belongs it is a failure. So is a device, a
-    /// pipe or a socket in the folder.
+    /// A folder is copied as far as possible, and the first failure is thrown at the end with the paths of the entry
+    /// that it met. A link at either path is followed. Below them none is: a link is copied as a link with the same
+    /// text, and one that stands where a file or a link of the copy belongs is replaced if `overwrite` is set, but where
+    /// a folder belongs it is a failure. So is a device, a pipe or a socket in the folder.
     ///
     /// Onto itself, be it through a link, nothing is copied and the failure has the reason `AccessDenied`. When the
     /// target lies inside the source, the copy leaves the target's own folder out. Throws missing, `CopyFailed`, and
@@ -261,8 +260,9 @@ public:
     ///
     /// POSIX: the content is put together under another name beside the target, which begins with `.morvex-`,
     /// and then takes its place, so the target's folder must be writable; other names of an old target keep
-    /// the old content. Holes stay holes. For a single file, a device or a pipe at the target is written to.
-    /// Windows: links to files become what the system makes of them; folders get no permissions of their own.
+    /// the old content. A file that can't be copied leaves the target as it was. Holes stay holes. For a single file, a
+    /// device or a pipe at the target is written to. Windows: a copy that fails in the middle takes the old content with
+    /// it; links to files become what the system makes of them; folders get no permissions of their own.
     static void copyFile(const SAnsiString& from, const SAnsiString& to, bool overwrite);
 
     /// Bytes on the disk of a folder: what the caller may still use, the disk's size, and what is free. The first

@@ -106,10 +106,15 @@ void TreeCopy::file(NameText name, EntryKind kind)
     }
 }
 
-/// The target itself, when it lies in the source, is left out.
+/// The target itself, when it lies in the source, is left out. Where it can't be told from others, a copy into itself
+/// would have no end.
 bool TreeCopy::entered(NameText name)
 {
-    if (chain().identity() == m_target) {
+    const Platform::FileIdentity here = chain().identity();
+    if (here == m_target) {
+        if (here == Platform::FileIdentity{}) {
+            failInHand(Platform::runtimeError(ENOSYS));
+        }
         return false;
     }
     bool made = false;

@@ -66,6 +66,7 @@ public:
     /// empty name.
     std::string pathOf(NameText name) const;
 
+    /// Of nothing, where the system doesn't tell.
     FileIdentity identity() const noexcept;
 
     /// Calls for each entry but `.` and `..`; the visitor may remove it. What comes or goes meanwhile may be

@@ -36,6 +36,13 @@ std::uint64_t sizeOf(const FindData& found) noexcept
     return (static_cast<std::uint64_t>(found.nFileSizeHigh) << 32) + found.nFileSizeLow;
 }
 
+/// Of nothing, where the file's number is 0: some network disks have no numbers, and all their files would be one.
+inline FileIdentity identityOf(const BY_HANDLE_FILE_INFORMATION& told) noexcept
+{
+    const std::uint64_t index = (static_cast<std::uint64_t>(told.nFileIndexHigh) << 32) + told.nFileIndexLow;
+    return index != 0 ? FileIdentity{told.dwVolumeSerialNumber, index} : FileIdentity{};
+}
+
 struct FolderChain::Place
 {
     std::wstring path; ///< in the form without a limit of length, ended by a separator

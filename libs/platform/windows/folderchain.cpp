@@ -179,11 +179,8 @@ std::string FolderChain::pathOf(NameText name) const
 FileIdentity FolderChain::identity() const noexcept
 {
     BY_HANDLE_FILE_INFORMATION told;
-    if (!GetFileInformationByHandle(inHand().held.get(), &told)) {
-        return {};
-    }
-    return {told.dwVolumeSerialNumber,
-            (static_cast<std::uint64_t>(told.nFileIndexHigh) << 32) + told.nFileIndexLow};
+    const bool asked = GetFileInformationByHandle(inHand().held.get(), &told) != 0;
+    return asked ? identityOf(told) : FileIdentity{};
 }
 
 SystemError FolderChain::read(const Visitor& visit)
