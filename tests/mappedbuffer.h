@@ -15,7 +15,9 @@ class FileBuffer : public SSimpleBuffer
 {
 public:
     using SSimpleBuffer::concat;
+    using SSimpleBuffer::setBufferProtected;
     using SSimpleBuffer::SSimpleBuffer;
+    using SSimpleBuffer::terminateBuffer;
 
     bool isMapped() const { return buffer->IsMapped(); }
     bool ownsFile() const { return buffer->deleteBackingFile; }

@@ -397,6 +397,28 @@ TEST(SimpleBufferFile, ARecordIsMappedOnceAndUnmappedOnce)
     EXPECT_EQ(text(buffer), "usable");
 }
 
+TEST(SimpleBufferFile, WhatIsNoBlockOfItsOwnIsNotSetFromADerivedClass)
+{
+    const Scratch scratch;
+    putFile(scratch / "file", "mapped");
+    unsigned char block[] = "block";
+    const FileBuffer empty;
+    Recorder recorder;
+    FileBuffer buffer;
+    buffer.terminateBuffer(1);
+    buffer.setBufferProtected(block);
+    EXPECT_FALSE(buffer.record().Map(scratch.path("file")));
+    EXPECT_TRUE(empty.isEmpty() && empty.view().data() == nullptr && !empty.isMapped());
+    EXPECT_EQ(recorder.count("(!IsEmptyBuffer(*"), 3);
+
+    EXPECT_TRUE(buffer.loadFromFile(scratch.path("file"), true, false));
+    buffer.terminateBuffer(1);
+    buffer.setBufferProtected(block);
+    EXPECT_EQ(recorder.count("(!buffer->IsMapped() : "), 2);
+    buffer << '!';
+    EXPECT_EQ(text(buffer), "mapped!");
+}
+
 TEST(SimpleBufferFile, ThreadsReadOneMappedContent)
 {
     const Scratch scratch;

@@ -236,7 +236,7 @@ protected:
         bool IsMapped() const noexcept { return mapped; }
 
         /// Makes the content a view of the file. False when it can't, which is traced for most causes, and for
-        /// a record that has a block or a view already, which is reported as an assertion.
+        /// the empty record and one that has a block or a view already, which is reported as an assertion.
         bool Map(const SAnsiString& name) noexcept;
 
         /// Lets go of the view and the file, and has no content then. On a record without a view the assertion
@@ -283,8 +283,8 @@ protected:
 
     unsigned char* getBufferProtected() const noexcept { return buffer != nullptr ? buffer->data : nullptr; }
 
-    /// Overwrites `data` and nothing else: the record frees the new block in its time, and never the old one. Not
-    /// for a mapped record.
+    /// Overwrites `data` and nothing else: the record frees the new block in its time, and never the old one. On
+    /// the empty record and a mapped one it is reported as an assertion and changes nothing.
     void setBufferProtected(unsigned char* data) noexcept;
 
     /// Puts a new record with a count of 1 in place; what stood there is the caller's to release. Without
@@ -306,7 +306,7 @@ protected:
     void releaseInternalBuffer() noexcept;
 
     /// Records the length of the content; above the capacity it is reported as an assertion and cut. There is
-    /// no terminator.
+    /// no terminator. On the empty record and a mapped one it is reported and changes nothing.
     void terminateBuffer(unsigned bytesUsed) noexcept;
 
     /// Makes the record private with a capacity above `needed`; a new one has exactly the larger of `needed`
@@ -367,6 +367,7 @@ private:
     void write(const unsigned char* bytes, unsigned n) noexcept;
     int compareThroughFiles(const SSimpleBuffer& other) const noexcept;
     void copyBeforeDetach() noexcept;
+    bool hasOwnBlock() const noexcept;
     bool ownsAlone(const SAnsiString& file) const noexcept;
     bool readFile(const SAnsiString& name) noexcept;
     bool readOpened(const SAnsiString& name);

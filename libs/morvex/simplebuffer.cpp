@@ -162,7 +162,7 @@ bool copyContent(const Record& from, unsigned char* to, std::size_t bytes) noexc
 
 bool SSimpleBuffer::SSimpleInternalBuffer::Map(const SAnsiString& name) noexcept
 {
-    if (!check(data == nullptr, "data == 0")) {
+    if (!check(data == nullptr, "data == 0") || !check(!IsEmptyBuffer(*this), "!IsEmptyBuffer(*this)")) {
         return false;
     }
     Platform::FileMapping mapping;
@@ -395,9 +395,17 @@ void SSimpleBuffer::dealloc(unsigned char* block) noexcept
     ::operator delete(block);
 }
 
+/// Whether fields of the record may be set, reported where not: the empty record is everybody's, and of a view the
+/// length says what can't be written and the address what is unmapped.
+bool SSimpleBuffer::hasOwnBlock() const noexcept
+{
+    return check(buffer != nullptr, "buffer") && check(!IsEmptyBuffer(*buffer), "!IsEmptyBuffer(*buffer)") &&
+           check(!buffer->IsMapped(), "!buffer->IsMapped()");
+}
+
 void SSimpleBuffer::setBufferProtected(unsigned char* data) noexcept
 {
-    if (check(buffer != nullptr, "buffer")) {
+    if (hasOwnBlock()) {
         buffer->data = data;
     }
 }
@@ -466,7 +474,7 @@ void SSimpleBuffer::releaseInternalBuffer() noexcept
 
 void SSimpleBuffer::terminateBuffer(unsigned bytesUsed) noexcept
 {
-    if (check(buffer != nullptr, "buffer")) {
+    if (hasOwnBlock()) {
         check(bytesUsed <= buffer->bytesAllocated, "bytesUsed <= buffer->bytesAllocated");
         buffer->bytesUsed = std::min(bytesUsed, buffer->bytesAllocated);
     }
