@@ -308,9 +308,12 @@ TEST(SimpleBufferFilePosix, WithoutLocksAFileIsMappedAndStillNotOverwrittenByIts
         Recorder recorder;
         EXPECT_FALSE(buffer.saveToFile(scratch.path("./file"), true));
         EXPECT_TRUE(buffer.saveToFile(scratch.path("other"), true));
+        std::filesystem::rename(scratch / "file", scratch / "renamed");
+        EXPECT_FALSE(buffer.saveToFile(scratch.path("renamed"), true));
         injection.disarm();
+        std::filesystem::rename(scratch / "renamed", scratch / "file");
         EXPECT_TRUE(injection.happened());
-        EXPECT_EQ(recorder.count("Device or resource busy"), 1);
+        EXPECT_EQ(recorder.count("Device or resource busy"), 2);
         EXPECT_EQ(text(buffer), "content");
     }
 }

@@ -88,7 +88,7 @@ void attempt(Work work, Report report) noexcept
     });
 }
 
-bool openToSave(SFile& file, bool overwrite, const SAnsiString& mapped) noexcept
+bool openToSave(SFile& file, bool overwrite, std::intptr_t mapped) noexcept
 {
     attempt([&] { SimpleBufferFile::openToSave(file, overwrite, mapped); },
             [&](const SFileException& failure) {
@@ -615,7 +615,7 @@ bool SSimpleBuffer::saveToFile(const SAnsiString& name, bool overwrite) const no
         return true;
     }
     SFile file(name);
-    if (!openToSave(file, overwrite, buffer->mappedFileName)) {
+    if (!openToSave(file, overwrite, buffer->fileHandle)) {
         return false;
     }
     auto content = readerOf(*buffer);

@@ -1,7 +1,6 @@
 #include "morvex/simplebufferfile.h"
 
 #include "platform/filemapping.h"
-#include "platform/filesystem.h"
 #include "platform/systemerror.h"
 
 #include <cerrno>
@@ -56,10 +55,10 @@ unsigned openToLoad(SFile& file)
     return checkedSize(file);
 }
 
-void openToSave(SFile& file, bool overwrite, const SAnsiString& mapped)
+void openToSave(SFile& file, bool overwrite, std::intptr_t mapped)
 {
     // Where the file system has no locks, nothing else stands in the way.
-    if (overwrite && !mapped.isEmpty() && Platform::isSameFile(mapped, file.getFilename())) {
+    if (overwrite && mapped != -1 && Platform::isMappedAt(mapped, file.getFilename())) {
         throw failure(SFileException::OpenFailed, file, EBUSY);
     }
     const int existing = overwrite ? SFile::truncate : SFile::exclusive;

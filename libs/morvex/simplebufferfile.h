@@ -5,6 +5,7 @@
 
 #include "morvex/sfile.h"
 
+#include <cstdint>
 #include <span>
 
 namespace MorvexA106::SimpleBufferFile
@@ -13,8 +14,9 @@ namespace MorvexA106::SimpleBufferFile
 /// Opens the file and returns its size, which fits a buffer.
 unsigned openToLoad(SFile& file);
 
-/// `mapped` names the file that the content is a view of, if any: to empty that one would be to lose the content.
-void openToSave(SFile& file, bool overwrite, const SAnsiString& mapped);
+/// `mapped` is the handle of the file that the content is a view of, or -1: to empty that one would be to lose the
+/// content.
+void openToSave(SFile& file, bool overwrite, std::intptr_t mapped);
 
 /// All of the bytes: a file that gives or takes only a part has failed.
 void readAll(SFile& file, std::span<unsigned char> bytes);

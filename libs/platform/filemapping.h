@@ -62,6 +62,10 @@ struct [[nodiscard]] MappedBytes
 /// POSIX: an `errno`. Windows: a Windows error.
 MappedBytes readMapped(std::intptr_t file, std::uint64_t offset, void* bytes, std::size_t count) noexcept;
 
+/// Whether the path leads to the file of a mapping, which may have another name by now. Windows: never, as nobody
+/// can write to such a file in any case.
+bool isMappedAt(std::intptr_t file, const char* path) noexcept;
+
 /// True where opening would wait for somebody at the other end. Windows: never.
 bool isPipe(const char* path) noexcept;
 

@@ -104,6 +104,14 @@ MappedBytes readMapped(std::intptr_t file, std::uint64_t offset, void* bytes, st
     return result;
 }
 
+bool isMappedAt(std::intptr_t file, const char* path) noexcept
+{
+    struct stat mapped;
+    struct stat there;
+    return ::fstat(static_cast<int>(file), &mapped) == 0 && ::stat(path, &there) == 0 &&
+           mapped.st_dev == there.st_dev && mapped.st_ino == there.st_ino;
+}
+
 bool isPipe(const char* path) noexcept
 {
     struct stat status;

@@ -93,6 +93,11 @@ MappedBytes readMapped(std::intptr_t file, std::uint64_t offset, void* bytes, st
     return result;
 }
 
+bool isMappedAt(std::intptr_t, const char*) noexcept
+{
+    return false;
+}
+
 bool isPipe(const char*) noexcept
 {
     return false;
