@@ -205,8 +205,9 @@ public:
     /// characters that one side doesn't have. A zero byte ends the text of a line or file, though not the reading.
     ///
     /// Reading needs a position and an end. On what has none, such as a pipe, or a file of /proc on Linux, it throws
-    /// code `SeekFailed`. From a position past the end on, there is no text. Else it throws code `ReadFailed`: with error number 0 and detail `OutOfMemory` where there is no memory for
-    /// the bytes, and `std::bad_alloc` where there is none for the text.
+    /// code `SeekFailed`. From a position past the end on, there is no text. Else it throws code `ReadFailed`: with error
+    /// number 0 and detail `OutOfMemory` where there is no memory for the bytes, and `std::bad_alloc` where there is none
+    /// for the text.
     /// @{
 
     /// The rest of the file. A file that is cut short while it is being read is a failure, with error number 0.

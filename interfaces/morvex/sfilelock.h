@@ -60,11 +60,12 @@ public:
 /// One object belongs to one thread at a time. Failures are thrown as `SFileLockException`, and `SFileException` with
 /// code `OpenFailed` when the file can't be opened.
 ///
-/// POSIX: a lock binds those who lock, nobody else, so that the file can be read and written all the same. It belongs to
-/// the open file: a process that is forked off, though not a program that is started, has a share in it. It keeps the
-/// lock alive when its parent dies, and ends it by `unlock`, though not with its copy of the object. On NFS the server keeps the locks, and they may be lost when it restarts; other network file
-/// systems may lock among the processes of one machine only. Locks of other programs by `lockf` and `fcntl` are
-/// respected on both sides, those by `flock` are not seen.
+/// POSIX: a lock binds those who lock, nobody else, so that the file can be read and written all the same. It belongs
+/// to the open file: a process that is forked off, though not a program that is started, has a share in it. It keeps
+/// the lock alive when its parent dies, and ends it by `unlock`, though not with its copy of the object. On NFS the
+/// server keeps the locks, and they may be lost when it restarts; other network file systems may lock among the
+/// processes of one machine only. Locks of other programs by `lockf` and `fcntl` are respected on both sides, those by
+/// `flock` are not seen.
 ///
 /// Windows: the system enforces the lock. What is locked exclusively can be neither read nor written through any other
 /// handle, an `SFile` of the same process included, and what is locked shared can't be written at all. The object's
@@ -121,11 +122,13 @@ public:
     const SAnsiString& getFilename() const noexcept { return m_filename; }
 
     /// Who is in the way, now, of the lock that was last asked for, one of them if there are several; nobody where it was
-    /// not refused. Only a living process is ever told, and only one that holds the lock in fact: what it tells of
+    /// not refused. Only a living process is ever told, and only one that holds a lock in fact: what it tells of
     /// itself is bound to the lock, and ends with it. Not known are holders on other machines, in other
     /// containers with process numbers of their own, and the heirs of a process that forked and died.
     ///
-    /// POSIX: of locks by other means than this class, those of `fcntl` and `lockf` are told.
+    /// POSIX: where several locks begin at the byte at which the one in the way does, be they of different lengths, the
+    /// holder of another of them may be told; beginnings past 8 MiB may be taken for each other. Of locks by other means
+    /// than this class, those of `fcntl` and `lockf` are told.
     ///
     /// Windows: known only where the holder's range begins at the same byte as the wanted one.
     Owner owner() const;
