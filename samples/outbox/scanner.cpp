@@ -17,24 +17,6 @@ using namespace MorvexA106;
 namespace
 {
 
-// The library's listing ends where an entry is gone before its turn, as a writer's temporary file may be; what
-// it has by then is good.
-void listWhatIsThere(const SAnsiString& folder, SIArray<FileProp>& rows)
-{
-    constexpr int tries = 3;
-    for (int i = 0; i < tries; ++i) {
-        rows.SetSize(0);
-        try {
-            SFileSys::listing(folder, "*", rows);
-            return;
-        } catch (const SFileSysException& failure) {
-            if (failure.ErrReason() != SFileSysException::NotFound || !SFileSys::exists(folder)) {
-                throw;
-            }
-        }
-    }
-}
-
 // The path is the folder, a separator and the name.
 SAnsiString nameOf(const FileProp& row, const SAnsiString& folder)
 {
@@ -51,7 +33,7 @@ bool isOlder(const Sighting& a, const Sighting& b)
 std::vector<Sighting> filesIn(const SAnsiString& folder)
 {
     SIArray<FileProp> rows;
-    listWhatIsThere(folder, rows);
+    SFileSys::listing(folder, "*", rows);
     std::vector<Sighting> files;
     for (const FileProp& row : rows) {
         const SAnsiString name = nameOf(row, folder);
