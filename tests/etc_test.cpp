@@ -1,6 +1,7 @@
 #include <etc/etc.h>
 
 #include "etc/threadstarter.h"
+#include "latch.h"
 #include "platform/thread.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,6 @@
 #include <functional>
 #include <future>
 #include <iostream>
-#include <latch>
 #include <memory>
 #include <optional>
 #include <random>
@@ -23,6 +23,7 @@
 #include <vector>
 
 using namespace Etc10012;
+using MorvexA106::Latch;
 using namespace std::chrono_literals;
 
 namespace
@@ -513,7 +514,7 @@ protected:
 
 TEST_F(Threads, StatesFollowTheLifeCycle)
 {
-    std::latch go(1);
+    Latch go(1);
     Handle thread = makeThread([&] { go.wait(); });
     EXPECT_FALSE(thread->isAlive());
     thread->join(); // not started: returns
@@ -533,7 +534,7 @@ TEST_F(Threads, StatesFollowTheLifeCycle)
 
 TEST_F(Threads, ManyThreadsMayJoinOne)
 {
-    std::latch go(1);
+    Latch go(1);
     int written = 0;
     Handle thread = startThread([&] {
         go.wait();
@@ -570,7 +571,7 @@ TEST_F(Threads, JoinOnItselfThrowsInPlaceOfHanging)
 
 TEST_F(Threads, LibraryKeepsAThreadAliveUntilRunHasEnded)
 {
-    std::latch go(1);
+    Latch go(1);
     std::thread::id runner;
     std::thread::id destroyer;
     JTCThread* seenInDestructor = nullptr;
@@ -733,8 +734,8 @@ TEST_F(Threads, OnlyOneOfManyStartsSucceeds)
 TEST_F(Threads, GroupWaitsForItsOwnThreadsOnly)
 {
     JTCHandleT<JTCThreadGroup> group(new JTCThreadGroup("own"));
-    std::latch go(1);
-    std::latch otherGo(1);
+    Latch go(1);
+    Latch otherGo(1);
     Handle other = startThread([&] { otherGo.wait(); });
     for (int i = 0; i < 3; ++i) {
         Handle(new FunctionThread(group, "member", [&] { go.wait(); }))->start();

@@ -1,3 +1,4 @@
+#include "latch.h"
 #include "morvex/sfilesys.h"
 
 #include "morvex/ssfilesearch.h"
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <chrono>
 #include <functional>
-#include <latch>
 #include <set>
 #include <string>
 #include <thread>
@@ -247,7 +247,7 @@ TEST(SFileSys, ManyThreadsMakeTheSameFoldersWithoutAFailure)
     constexpr int threads = 4;
     for (int round = 0; round < 50; ++round) {
         const SAnsiString path = scratch.path(std::to_string(round) + "/a/b/c/d");
-        std::latch begin(threads);
+        Latch begin(threads);
         std::vector<std::jthread> makers;
         for (int i = 0; i < threads; ++i) {
             makers.emplace_back([&] {

@@ -1,3 +1,4 @@
+#include "latch.h"
 #include "morvex/csiprocess.h"
 #include "morvex/sfilesys.h"
 #include "morvex/sstringhelper.h"
@@ -10,7 +11,6 @@
 #include <charconv>
 #include <cstdint>
 #include <functional>
-#include <latch>
 #include <set>
 #include <string>
 #include <thread>
@@ -47,7 +47,7 @@ std::set<std::string> namesIn(const std::string& folder)
 /// Runs the task on eight threads at once.
 void onEightThreads(const std::function<void(std::size_t)>& task)
 {
-    std::latch start(8);
+    Latch start(8);
     std::vector<std::thread> threads;
     for (std::size_t number = 0; number < 8; ++number) {
         threads.emplace_back([&, number] {

@@ -1,5 +1,6 @@
 #include "child_posix.h"
 #include "faults_posix.h"
+#include "latch.h"
 #include "morvex/sfilesys.h"
 #include "scratch.h"
 
@@ -13,7 +14,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <functional>
-#include <latch>
 #include <stop_token>
 #include <string>
 #include <thread>
@@ -377,7 +377,7 @@ TEST(SFileSysTreePosix, RemovalEndsWhereOthersAddWithoutEnd)
     const Scratch scratch(inMemory());
     for (int round = 0; round < 5; ++round) {
         fs::create_directories(scratch / "tree/sub");
-        std::latch busy(1);
+        Latch busy(1);
         std::jthread adder([&](const std::stop_token& done) {
             for (int i = 0; !done.stop_requested(); ++i) {
                 ::mkdir((scratch / ("tree/sub/" + std::to_string(i % 100))).c_str(), 0777);

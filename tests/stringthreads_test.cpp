@@ -2,6 +2,8 @@
 // lock; only the exchange of handles is locked. What a handle holds is compared with a model that shares nothing. The
 // thread sanitizer sees here whether a drop on one thread is ordered before an edit in place on another.
 
+#include "latch.h"
+
 #include <morvex/sstring.h>
 
 #include <gtest/gtest.h>
@@ -10,7 +12,6 @@
 #include <array>
 #include <atomic>
 #include <iostream>
-#include <latch>
 #include <mutex>
 #include <random>
 #include <string>
@@ -120,7 +121,7 @@ void edit(Pair<Text>& pair, std::mt19937& random)
 template <class Task>
 void onAllThreads(Task task)
 {
-    std::latch begin(threadCount);
+    Latch begin(threadCount);
     std::vector<std::jthread> threads;
     for (unsigned i = 0; i < threadCount; ++i) {
         threads.emplace_back([&begin, &task, i] {

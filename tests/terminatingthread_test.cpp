@@ -1,3 +1,4 @@
+#include "latch.h"
 #include "morvex/terminatingthread.h"
 
 #include "morvex/interruptiblesleep.h"
@@ -11,7 +12,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <latch>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -128,7 +128,7 @@ TEST_F(Terminating, SleepOfNoTimeDoesNotSleepButTakesTheAwake)
 
 TEST_F(Terminating, StopEndsASleepThatIsUnderWay)
 {
-    std::latch aboutToSleep(1);
+    Latch aboutToSleep(1);
     bool goOn = true;
     const auto sleeper = makeSleeper([&](Sleeper& self) {
         aboutToSleep.count_down();
