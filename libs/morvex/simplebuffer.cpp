@@ -395,8 +395,8 @@ void SSimpleBuffer::dealloc(unsigned char* block) noexcept
     ::operator delete(block);
 }
 
-/// Whether fields of the record may be set, reported where not: the empty record is everybody's, and of a view the
-/// length says what can't be written and the address what is unmapped.
+/// Whether block and length of the record may be set; reported where not. The empty record is everybody's. A view is
+/// unmapped by its address, and behind a smaller length an append would write into it.
 bool SSimpleBuffer::hasOwnBlock() const noexcept
 {
     return check(buffer != nullptr, "buffer") && check(!IsEmptyBuffer(*buffer), "!IsEmptyBuffer(*buffer)") &&
