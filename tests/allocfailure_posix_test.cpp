@@ -14,6 +14,7 @@
 #include <morvex/sfile.h>
 #include <morvex/sfilesys.h>
 #include <morvex/simplebuffer.h>
+#include <morvex/ssfilesearch.h>
 #include <morvex/sstringconv.h>
 #include <morvex/sstringhelper.h>
 #include <morvex/sstringkeys.h>
@@ -687,5 +688,64 @@ TEST_F(allocFailure, makesAUniqueFileOrNone)
             EXPECT_EQ(entriesOf(scratch / "folder"), outcome.threw ? 0u : 1u) << point;
         } while (memory.failures != 0 && ++point < 1000);
         EXPECT_GT(point, 2);
+    }
+}
+
+TEST_F(allocFailure, leavesNothingOpenOrHalfDoneInTrees)
+{
+    const Scratch scratch(SFileSys::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path());
+    const SAnsiString tree = scratch.path("tree");
+    const SAnsiString copy = scratch.path("copy");
+    const SAnsiString file = scratch.path("tree/file");
+    const SAnsiString copied = scratch.path("copy/file");
+    const struct
+    {
+        const char* name;
+        std::function<void()> act;
+    } rows[] = {
+        {"copyFile of a folder", [&] { SFileSys::copyFile(tree, copy, true); }},
+        {"copyFile of a file", [&] { SFileSys::copyFile(file, copied, true); }},
+        {"listing",
+         [&] {
+             SIArray<FileProp> found;
+             SFileSys::listing(tree, "*", found);
+         }},
+        {"search",
+         [&] {
+             SSFileSearch search(tree);
+             SAnsiString name;
+             for (bool found = search.FindFirst(name); found; found = search.FindNext(name)) {}
+         }},
+        {"rsizeEx", [&] { SFileSys::rsizeEx(tree); }},
+        {"countAll", [&] { SFileSys::countAll(tree); }},
+        {"rremove", [&] { SFileSys::rremove(tree); }},
+        {"rremoveContent", [&] { SFileSys::rremoveContent(tree); }},
+    };
+    const auto putTree = [&] {
+        std::filesystem::create_directories(scratch / "tree/a folder with a long name/inner");
+        putFile(scratch / "tree/a folder with a long name/file", "text");
+        putFile(scratch / "tree/file", "text");
+    };
+    for (const auto& row : rows) {
+        for (const Failing failing : {Failing::onlyThat, Failing::thatAndAllAfter}) {
+            int point = 0;
+            do {
+                SCOPED_TRACE(row.name + (", allocation " + std::to_string(point)));
+                putTree();
+                row.act(); // what is kept from the first time on
+                putTree();
+                const std::size_t openBefore = entriesOf("/proc/self/fd");
+                const long before = memory.liveBlocks;
+                const Outcome outcome = tryWith(failing, point, row.act);
+                const long after = memory.liveBlocks;
+                EXPECT_EQ(after, before);
+                EXPECT_EQ(entriesOf("/proc/self/fd"), openBefore);
+                EXPECT_STREQ(outcome.what, outcome.threw ? "bad allocation" : "");
+                for (const char* folder : {"tree", "copy", "copy/a folder with a long name"}) {
+                    EXPECT_LE(entriesOf(scratch / folder), 2u) << folder << " has what is half a copy";
+                }
+            } while (memory.failures != 0 && ++point < 1000);
+            EXPECT_GT(point, 2) << row.name;
+        }
     }
 }

@@ -236,19 +236,24 @@ void SFileSys::listing(const SAnsiString& folder, const SAnsiString& pattern, SI
     SAnsiString extension;
     SStringHelper::SplitPathEx(pattern, subfolder, name, extension);
     const SAnsiString searched = SStringHelper::MakePath(folder, subfolder);
-    const std::string prefix = PathRules::join({.folder = viewOf(searched)}, style());
-
     const SAnsiString sought = name + extension;
+    const SystemError error = sayingBadAllocation(
+        [&] { return Work::addRows(searched, sought.isEmpty() ? "*" : sought.getString(), rows); });
+    Work::check(error, SFileSysException::GetAttributesFailed, searched, SAnsiString(), "listing");
+}
 
+SystemError SFileSys::Work::addRows(const SAnsiString& folder, const char* pattern, SIArray<FileProp>& rows)
+{
+    const std::string prefix = PathRules::join({.folder = viewOf(folder)}, style());
     Platform::FolderWalk walk;
-    SystemError error = walk.open(prefix, sought.isEmpty() ? "*" : sought.getString(), matchesWildcard);
+    SystemError error = walk.open(prefix, pattern, matchesWildcard);
     const char* entry = nullptr;
     while (!error && walk.next(entry, error)) {
-        if (!Work::isDotEntry(entry)) {
-            Work::addRow(walk, prefix + entry, rows);
+        if (!isDotEntry(entry)) {
+            addRow(walk, prefix + entry, rows);
         }
     }
-    Work::check(error, SFileSysException::GetAttributesFailed, searched, SAnsiString(), "listing");
+    return error;
 }
 
 /// An entry that is gone by its turn gets none.

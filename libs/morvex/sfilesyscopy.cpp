@@ -1,3 +1,4 @@
+#include "morvex/badalloc.h"
 #include "morvex/sfile.h"
 #include "morvex/sfilesyswork.h"
 #include "morvex/sstringhelper.h"
@@ -193,11 +194,12 @@ void SFileSys::copyFile(const SAnsiString& from, const SAnsiString& to, bool ove
 {
     Work::requireExists(from, "copyFile");
     if (isDir(from)) {
-        Work::copyTree(from, to, overwrite);
+        sayingBadAllocation([&] { Work::copyTree(from, to, overwrite); });
         return;
     }
     Work::makeFolderOf(to);
-    Work::check(Platform::copyFile(from, to, overwrite), SFileSysException::CopyFailed, from, to, "copyFile");
+    const SystemError error = sayingBadAllocation([&] { return Platform::copyFile(from, to, overwrite); });
+    Work::check(error, SFileSysException::CopyFailed, from, to, "copyFile");
 }
 
 } // namespace MorvexA106

@@ -1,3 +1,4 @@
+#include "morvex/badalloc.h"
 #include "morvex/sfilesyswork.h"
 #include "morvex/sstringhelper.h"
 #include "morvex/treewalk.h"
@@ -226,7 +227,7 @@ void SFileSys::rremove(const SAnsiString& path)
         return;
     }
     if (!link && isDir(path)) {
-        Work::removeContentOf(path, "rremove");
+        sayingBadAllocation([&] { Work::removeContentOf(path, "rremove"); });
     }
     remove(path);
 }
@@ -240,7 +241,7 @@ void SFileSys::rremoveContent(const SAnsiString& folder)
     if (link || !isDir(folder)) {
         Work::failAsNoFolder(SFileSysException::RemoveTreeFailed, folder, "rremoveContent");
     }
-    Work::removeContentOf(folder, "rremoveContent");
+    sayingBadAllocation([&] { Work::removeContentOf(folder, "rremoveContent"); });
 }
 
 std::uint64_t SFileSys::Work::sizeOfTree(const SAnsiString& path, std::uint64_t limit, const char* function)
@@ -266,7 +267,8 @@ unsigned long SFileSys::rsize(const SAnsiString& path)
         return size(path);
     }
     constexpr std::uint64_t limit = std::numeric_limits<std::uint32_t>::max();
-    return static_cast<unsigned long>(Work::sizeOfTree(path, limit, "rsize"));
+    const auto bytes = sayingBadAllocation([&] { return Work::sizeOfTree(path, limit, "rsize"); });
+    return static_cast<unsigned long>(bytes);
 }
 
 __int64 SFileSys::rsizeEx(const SAnsiString& path)
@@ -276,7 +278,8 @@ __int64 SFileSys::rsizeEx(const SAnsiString& path)
         return sizeEx(path);
     }
     constexpr std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
-    return static_cast<__int64>(Work::sizeOfTree(path, limit, "rsizeEx"));
+    const auto bytes = sayingBadAllocation([&] { return Work::sizeOfTree(path, limit, "rsizeEx"); });
+    return static_cast<__int64>(bytes);
 }
 
 unsigned long SFileSys::Work::count(const SAnsiString& path, bool folders, const char* function)
@@ -296,12 +299,12 @@ unsigned long SFileSys::Work::count(const SAnsiString& path, bool folders, const
 
 unsigned long SFileSys::countFiles(const SAnsiString& path)
 {
-    return Work::count(path, false, "countFiles");
+    return sayingBadAllocation([&] { return Work::count(path, false, "countFiles"); });
 }
 
 unsigned long SFileSys::countAll(const SAnsiString& path)
 {
-    return Work::count(path, true, "countAll");
+    return sayingBadAllocation([&] { return Work::count(path, true, "countAll"); });
 }
 
 } // namespace MorvexA106

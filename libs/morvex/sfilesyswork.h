@@ -62,6 +62,9 @@ struct SFileSys::Work
 
     static bool isDotEntry(std::string_view name) noexcept;
 
+    /// Returns why the folder can't be read.
+    static Platform::SystemError addRows(const SAnsiString& folder, const char* pattern,
+                                         SIArray<FileProp>& rows);
     static void addRow(const Platform::FolderWalk& walk, std::string_view path, SIArray<FileProp>& rows);
 
     static std::uint64_t readSize(const SAnsiString& path, const char* function);

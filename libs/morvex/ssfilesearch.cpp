@@ -1,5 +1,6 @@
 #include "morvex/ssfilesearch.h"
 
+#include "morvex/badalloc.h"
 #include "morvex/pathrules.h"
 #include "morvex/wildcard.h"
 #include "platform/filesystem.h"
@@ -27,19 +28,24 @@ SSFileSearch::~SSFileSearch() = default;
 
 bool SSFileSearch::FindFirst(SAnsiString& name)
 {
-    m_walk = std::make_unique<Walk>();
-    const std::string folder = PathRules::join({.folder = m_folder.getString()}, Platform::nativePathStyle());
-    m_walk->error = m_walk->entries.open(folder, m_pattern, matchesWildcard);
+    sayingBadAllocation([&] {
+        m_walk = std::make_unique<Walk>();
+        const std::string folder =
+            PathRules::join({.folder = m_folder.getString()}, Platform::nativePathStyle());
+        m_walk->error = m_walk->entries.open(folder, m_pattern, matchesWildcard);
+    });
     return FindNext(name);
 }
 
 bool SSFileSearch::FindNext(SAnsiString& name)
 {
     const char* found = nullptr;
-    if (!m_walk || m_walk->error || !m_walk->entries.next(found, m_walk->error)) {
-        if (m_walk) {
-            m_walk->atEntry = false;
-        }
+    if (!m_walk) {
+        return false;
+    }
+    m_walk->atEntry = false;
+    const auto next = [&] { return m_walk->entries.next(found, m_walk->error); };
+    if (m_walk->error || !sayingBadAllocation(next)) {
         return false;
     }
     m_walk->atEntry = true;
