@@ -389,6 +389,22 @@ TEST(ReplaceFilePosix, FlushesTheFileBeforeAndTheFolderAfter)
     EXPECT_EQ(contents, (std::vector<std::string>{"old", "new", "new"}));
 }
 
+// As security modules refuse it to the programs that they watch.
+TEST(ReplaceFilePosix, WorksWhereNoFileMayBeNamedLater)
+{
+    static constexpr std::string_view naming[] = {"linkat"};
+    const Scratch scratch;
+    for (const char* content : {"made", "replaced"}) {
+        Faults::Injection refused({.error = ENOENT, .only = naming, .lasts = true}, 0);
+        refused.arm();
+        SFileSys::replaceFile(scratch.path("file"), content);
+        refused.disarm();
+        EXPECT_TRUE(refused.happened());
+        EXPECT_EQ(contentOf(scratch / "file"), content);
+        EXPECT_EQ(namesIn(scratch / ""), (std::set<std::string>{"file"}));
+    }
+}
+
 TEST(ReplaceFilePosix, SeveralAtOnceDoNotTakeEachOthersFilesForLeftOnes)
 {
     const Scratch scratch;

@@ -651,3 +651,49 @@ TEST(SFileSysTreePosix, CopiedFileIsOldOrNewWhateverCallFails)
         }
     }
 }
+
+// As security modules refuse it to the programs that they watch.
+TEST(SFileSysTreePosix, CopiesWhereNoFileMayBeNamedLater)
+{
+    static constexpr std::string_view naming[] = {"linkat"};
+    const Scratch scratch;
+    putFile(scratch / "from", "text");
+    for (const bool overwrite : {false, true}) {
+        Faults::Injection refused({.error = ENOENT, .only = naming, .lasts = true}, 0);
+        refused.arm();
+        SFileSys::copyFile(scratch.path("from"), scratch.path("to"), overwrite);
+        refused.disarm();
+        EXPECT_TRUE(refused.happened());
+        EXPECT_EQ(contentOf(scratch / "to"), "text");
+        EXPECT_EQ(SFileSys::countAll(scratch.root()), 2U);
+    }
+}
+
+TEST(SFileSysTreePosix, CopyThatIsKilledLeavesNothing)
+{
+    const Scratch scratch;
+    if (const int nameless = ::open((scratch / "").c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0600);
+        nameless >= 0) {
+        ::close(nameless);
+    } else {
+        GTEST_SKIP() << "this file system knows no files without a name";
+    }
+    const std::string content(20'000'000, 'x');
+    putFile(scratch / "from", content);
+    int killed = 0;
+    for (int i = 0; i < 20; ++i) {
+        Child child([&](const Child::Ready& ready) {
+            ready();
+            SFileSys::copyFile(scratch.path("from"), scratch.path("to"), false);
+            ::pause();
+        });
+        ASSERT_TRUE(child.waitUntilReady());
+        child.kill();
+        const bool whole = isThere(scratch / "to");
+        killed += whole ? 0 : 1;
+        EXPECT_EQ(SFileSys::countAll(scratch.root()), whole ? 2U : 1U);
+        EXPECT_TRUE(!whole || contentOf(scratch / "to") == content);
+        fs::remove(scratch / "to");
+    }
+    EXPECT_GT(killed, 0);
+}

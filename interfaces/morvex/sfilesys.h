@@ -258,11 +258,12 @@ public:
     /// target lies inside the source, the copy leaves the target's own folder out. Throws missing, `CopyFailed`, and
     /// as `makeDirectories`.
     ///
-    /// POSIX: the content is put together under another name beside the target, which begins with `.morvex-`,
-    /// and then takes its place, so the target's folder must be writable; other names of an old target keep
-    /// the old content. A file that can't be copied leaves the target as it was. Holes stay holes. For a single file, a
-    /// device or a pipe at the target is written to. Windows: a copy that fails in the middle takes the old content with
-    /// it; links to files become what the system makes of them; folders get no permissions of their own.
+    /// POSIX: the content is put together without a name, or, where the system can't name a file later, under one that
+    /// begins with `.morvex-` beside the target, and then takes its place, so the target's folder must be writable;
+    /// other names of an old target keep the old content. A file that can't be copied leaves the target as it was. Holes
+    /// stay holes. For a single file, a device or a pipe at the target is written to. Windows: a copy that fails in the
+    /// middle takes the old content with it; links to files become what the system makes of them; folders get no
+    /// permissions of their own.
     static void copyFile(const SAnsiString& from, const SAnsiString& to, bool overwrite);
 
     /// Bytes on the disk of a folder: what the caller may still use, the disk's size, and what is free. The first

@@ -27,24 +27,6 @@ constexpr std::size_t bufferSize = std::size_t{128} * 1024;
 constexpr std::size_t kernelStep = std::size_t{1} << 30;
 constexpr int bothDescriptors = O_CLOEXEC | O_NOCTTY;
 
-int errorOf(int result) noexcept
-{
-    return result == 0 ? 0 : errno;
-}
-
-int writeAll(int target, const char* bytes, std::size_t count) noexcept
-{
-    while (count > 0) {
-        const ssize_t written = uninterrupted([&] { return ::write(target, bytes, count); });
-        if (written < 0) {
-            return errno;
-        }
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return 0;
-}
-
 /// Up to the end, or as many bytes as are given.
 int copyThroughBuffer(int source, int target, std::uint64_t bytes = UINT64_MAX)
 {
@@ -195,11 +177,16 @@ int openSource(const Where& from, int flags, Descriptor& source, struct stat& st
     return 0;
 }
 
-/// A new file or link beside the target, which goes away again unless it was put in the target's place.
+/// A new file or link, which goes away again unless it was put in the target's place. A file has no name until then, so
+/// that a process which dies leaves nothing; a link, or a file where the system can't name it later, stands beside the
+/// target.
 class Staged
 {
 public:
-    explicit Staged(const Where& target) : m_target(target) {}
+    explicit Staged(const Where& target)
+        : m_target(target),
+          m_folder(target.path.substr(0, target.path.find_last_of('/') + 1))
+    {}
     Staged(const Staged&) = delete;
     Staged& operator=(const Staged&) = delete;
     ~Staged()
@@ -209,32 +196,49 @@ public:
         }
     }
 
-    int createFile()
+    /// `needsName` where it has to be with a name.
+    int createWithoutName()
     {
-        return create([&](const char* name) {
+        return createNameless(m_target.folder, m_folder.empty() ? "." : m_folder.c_str(), 0600, m_file);
+    }
+
+    int createWithName()
+    {
+        return takeName([&](const char* name) {
             m_file = Descriptor(uninterrupted([&] {
                 return ::openat(m_target.folder, name, O_WRONLY | O_CREAT | O_EXCL | bothDescriptors, 0600);
             }));
-            return m_file ? 0 : -1;
+            return m_file ? 0 : errno;
         });
     }
 
     int createLink(const std::string& text)
     {
-        return create([&](const char* name) { return ::symlinkat(text.c_str(), m_target.folder, name); });
+        return takeName(
+            [&](const char* name) { return errorOf(::symlinkat(text.c_str(), m_target.folder, name)); });
     }
 
     int descriptor() const noexcept { return m_file.get(); }
 
-    int publish(bool overwrite) noexcept
+    /// `needsName` as well.
+    int publish(bool overwrite)
     {
+        if (m_name.empty()) {
+            const int error = nameFile(m_file.get(), m_target.folder, m_target.name());
+            if (error != EEXIST || !overwrite) {
+                return error;
+            }
+            if (const int unnamed = giveName()) {
+                return unnamed;
+            }
+        }
         // What a remote disk refuses is sometimes told only here.
         if (m_file && ::close(m_file.release()) != 0 && errno != EINTR) {
             return errno;
         }
         const int error =
             overwrite ? errorOf(::renameat(m_target.folder, m_name.c_str(), m_target.folder, m_target.name()))
-                      : publishNew();
+                      : moveToNew();
         if (error == 0) {
             m_name.clear();
         }
@@ -242,7 +246,7 @@ public:
     }
 
 private:
-    /// Short, so that it fits where the target's name does.
+    /// Short, so that it fits where the target's does.
     static std::string randomName()
     {
         std::random_device random;
@@ -251,23 +255,28 @@ private:
         return name;
     }
 
-    template <class Make>
-    int create(Make make)
+    /// `take` returns EEXIST for a name that somebody has.
+    template <class Take>
+    int takeName(Take take)
     {
-        const std::string folder = m_target.path.substr(0, m_target.path.find_last_of('/') + 1);
         for (;;) {
-            std::string name = folder + randomName();
-            if (make(name.c_str()) == 0) {
+            std::string name = m_folder + randomName();
+            const int error = take(name.c_str());
+            if (error == 0) {
                 m_name = std::move(name);
-                return 0;
             }
-            if (errno != EEXIST) {
-                return errno;
+            if (error != EEXIST) {
+                return error;
             }
         }
     }
 
-    int publishNew() const noexcept
+    int giveName()
+    {
+        return takeName([&](const char* name) { return nameFile(m_file.get(), m_target.folder, name); });
+    }
+
+    int moveToNew() const noexcept
     {
         const int folder = m_target.folder;
         const int result = ::renameat2(folder, m_name.c_str(), folder, m_target.name(), RENAME_NOREPLACE);
@@ -282,7 +291,8 @@ private:
     }
 
     Where m_target;
-    std::string m_name;
+    std::string m_folder; ///< "", or with a separator at its end
+    std::string m_name;   ///< "" while it has none
     Descriptor m_file;
 };
 
@@ -293,10 +303,11 @@ std::string followed(const char* path)
     return resolved ? resolved.get() : path;
 }
 
-int copyStaged(int source, const struct stat& status, const Where& target, bool overwrite)
+int copyBy(int (Staged::*create)(), int source, const struct stat& status, const Where& target,
+           bool overwrite)
 {
     Staged staged(target);
-    int error = staged.createFile();
+    int error = (staged.*create)();
     if (error == 0) {
         error = copyContent(source, status, staged.descriptor());
     }
@@ -304,6 +315,17 @@ int copyStaged(int source, const struct stat& status, const Where& target, bool 
         error = copyProperties(staged.descriptor(), status);
     }
     return error != 0 ? error : staged.publish(overwrite);
+}
+
+int copyStaged(int source, const struct stat& status, const Where& target, bool overwrite)
+{
+    const int error = copyBy(&Staged::createWithoutName, source, status, target, overwrite);
+    if (error != needsName) {
+        return error;
+    }
+    return ::lseek(source, 0, SEEK_SET) < 0
+               ? errno
+               : copyBy(&Staged::createWithName, source, status, target, overwrite);
 }
 
 int copyIntoDevice(int source, const char* path)

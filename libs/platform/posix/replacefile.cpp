@@ -28,7 +28,7 @@
 /// it, and takes the next name otherwise. A file is removed only by who holds its lock and has seen, holding it, that
 /// the name still means this file: nobody else can give the name another meaning meanwhile.
 ///
-/// Where the file system knows no files without a name, the content grows under the name.
+/// Where the system knows no files without a name, or lets no process name one later, the content grows under the name.
 namespace MorvexA106::Platform
 {
 
@@ -40,27 +40,10 @@ namespace
 constexpr int always = O_CLOEXEC | O_NOCTTY;
 constexpr const char* accessList = "system.posix_acl_access";
 
-int errorOf(int result) noexcept
-{
-    return result == 0 ? 0 : errno;
-}
-
 /// Some file systems know no owners, permissions or access lists, and some owners may not be given.
 int unlessUnknown(int error) noexcept
 {
     return error == EPERM || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP ? 0 : error;
-}
-
-int writeAll(int file, std::span<const unsigned char> bytes) noexcept
-{
-    while (!bytes.empty()) {
-        const ssize_t written = uninterrupted([&] { return ::write(file, bytes.data(), bytes.size()); });
-        if (written <= 0) {
-            return written < 0 ? errno : EIO;
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return 0;
 }
 
 bool isSameFile(const struct stat& left, const struct stat& right) noexcept
@@ -201,14 +184,16 @@ public:
         }
     }
 
-    int create(mode_t mode);
+    /// `needsName` where it has to be with a name.
+    int createWithoutName(mode_t mode);
+    int createWithName(mode_t mode);
     int file() const noexcept { return m_file.get(); }
+
+    /// `needsName` as well.
     int publish();
 
 private:
-    int createWithoutName(mode_t mode);
     int giveName();
-    int createWithName(mode_t mode);
     int createUnder(const std::string& name, mode_t mode);
     int lock() const noexcept;
     int confirm(const std::string& name) const noexcept;
@@ -218,7 +203,6 @@ private:
     {
         return ::unlinkat(m_target.folder(), name.c_str(), 0) == 0;
     }
-    std::string pathOfFile() const { return "/proc/self/fd/" + std::to_string(m_file.get()); }
 
     template <class Take>
     int takeName(Take take);
@@ -287,30 +271,16 @@ int Stage::lock() const noexcept
     return error == ENOLCK ? 0 : unlessUnknown(error);
 }
 
-int Stage::create(mode_t mode)
-{
-    const int error = createWithoutName(mode);
-    const bool unknown = error == EOPNOTSUPP || error == EISDIR || error == EINVAL || error == ENOSYS;
-    return unknown ? createWithName(mode) : error;
-}
-
-/// EOPNOTSUPP also where the system has no way to name the file later.
 int Stage::createWithoutName(mode_t mode)
 {
-    m_file = Descriptor(
-        uninterrupted([&] { return ::openat(m_target.folder(), ".", O_RDWR | O_TMPFILE | always, mode); }));
-    if (!m_file) {
-        return errno;
-    }
-    return ::access(pathOfFile().c_str(), F_OK) == 0 ? lock() : EOPNOTSUPP;
+    const int error = createNameless(m_target.folder(), ".", mode, m_file);
+    return error == 0 ? lock() : error;
 }
 
 int Stage::giveName()
 {
-    const std::string path = pathOfFile();
-    return takeName([&](const std::string& name) {
-        return errorOf(::linkat(AT_FDCWD, path.c_str(), m_target.folder(), name.c_str(), AT_SYMLINK_FOLLOW));
-    });
+    return takeName(
+        [&](const std::string& name) { return nameFile(m_file.get(), m_target.folder(), name.c_str()); });
 }
 
 int Stage::createWithName(mode_t mode)
@@ -436,17 +406,14 @@ mode_t modeBits(int permissions) noexcept
     return permissions == FileWord::defaultPermissions ? 0666 : static_cast<mode_t>(permissions & 0777);
 }
 
-int replaceByErrno(const char* path, std::span<const unsigned char> content, int permissions)
+int replaceBy(int (Stage::*create)(mode_t), const Target& target, std::span<const unsigned char> content,
+              int permissions)
 {
-    Target target;
-    if (const int error = target.open(path)) {
-        return error;
-    }
     Stage stage(target);
     // Until it has the old file's permissions nobody else sees what is in it.
-    int error = stage.create(target.exists() ? 0600 : modeBits(permissions));
+    int error = (stage.*create)(target.exists() ? 0600 : modeBits(permissions));
     if (error == 0) {
-        error = writeAll(stage.file(), content);
+        error = writeAll(stage.file(), content.data(), content.size());
     }
     if (error == 0 && target.exists()) {
         error = keepProperties(stage.file(), target);
@@ -455,6 +422,16 @@ int replaceByErrno(const char* path, std::span<const unsigned char> content, int
         error = errorOf(uninterrupted([&] { return ::fsync(stage.file()); }));
     }
     return error == 0 ? stage.publish() : error;
+}
+
+int replaceByErrno(const char* path, std::span<const unsigned char> content, int permissions)
+{
+    Target target;
+    if (const int error = target.open(path)) {
+        return error;
+    }
+    const int error = replaceBy(&Stage::createWithoutName, target, content, permissions);
+    return error == needsName ? replaceBy(&Stage::createWithName, target, content, permissions) : error;
 }
 
 } // namespace
