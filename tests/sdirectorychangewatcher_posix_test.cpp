@@ -205,6 +205,25 @@ TEST_F(SDirectoryChangeWatcherPosixTest, WaitsForTheFolderWhenItIsRemovedOrOneAb
     EXPECT_EQ(now.tree(), TreeContent());
 }
 
+/// Counts nothing and tells nobody.
+class Deaf : public SDirectoryChangeReceiver
+{
+    void changed(const SDirectoryChange&) override {}
+};
+
+// The kernel changes what is there without anybody's writing, as others change what is on a network folder.
+TEST_F(SDirectoryChangeWatcherPosixTest, GoesOnRescanningWhereEventsDontTellAll)
+{
+    Deaf receiver;
+    SDirectoryChangeWatcher watcher("/proc/self", receiver, {.m_interval = 10});
+    watcher.open();
+    EXPECT_TRUE(becomesTrue([&] {
+        watcher.poll(5);
+        return watcher.rescans() >= 3;
+    }));
+    EXPECT_EQ(watcher.source(), SDirectoryChangeWatcher::EventsAndRescans);
+}
+
 TEST_F(SDirectoryChangeWatcherPosixTest, NeverFollowsALink)
 {
     const fs::path outside = scratch / "outside";

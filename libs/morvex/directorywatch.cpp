@@ -578,19 +578,22 @@ void DirectoryWatch::visit(Entry& folder, bool isDeep)
 void DirectoryWatch::watchFolder(Entry& folder)
 {
     const bool isRoot = folder.folder == nullptr;
-    if (!m_hasEvents || (!isRoot && Platform::FolderEvents::coverTrees()) || (isRoot && folder.watch != 0)) {
+    if (!m_hasEvents || (!isRoot && Platform::FolderEvents::coverTrees())) {
         return;
     }
     const FolderView* seen = view(folder);
     if (seen == nullptr) {
         return;
     }
+    const bool isOtherDisk = isRoot || folder.folder->look.identity.device != folder.look.identity.device;
+    m_isShared = m_isShared || (isOtherDisk && seen->isShared());
+    if (isRoot && folder.watch != 0) {
+        return;
+    }
     std::uint64_t watch = 0;
     const SystemError error = m_events.add(*seen, m_options.m_tree, watch);
     m_picture.setWatch(folder, error ? 0 : watch);
     m_someUnwatched = m_someUnwatched || (error && !isForbidden(error));
-    const bool isOtherDisk = isRoot || folder.folder->look.identity.device != folder.look.identity.device;
-    m_isShared = m_isShared || (isOtherDisk && seen->isShared());
 }
 
 /// What may not be read counts as empty; it is tried again when its permissions change.
