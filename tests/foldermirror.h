@@ -123,9 +123,14 @@ private:
 
     std::string look(const SDirectoryChange& change) const
     {
-        return change.m_directory != 0
-                   ? "/"
-                   : entryContent(std::filesystem::path(m_root) / std::string(change.m_name.view()));
+        return change.m_directory != 0 ? "/" : readFile(std::string(change.m_name.view()));
+    }
+
+    /// By now a folder may have the name, of which a later change tells; what we were told of stays no folder.
+    std::string readFile(const std::string& name) const
+    {
+        const std::string content = entryContent(std::filesystem::path(m_root) / name);
+        return content != "/" ? content : "";
     }
 
     TreeContent below(const std::string& name) const
@@ -149,8 +154,7 @@ private:
         }
         for (const auto& [name, content] : moved) {
             const std::string newName = to + name.substr(from.size());
-            m_tree[newName] =
-                content == "/" ? content : entryContent(std::filesystem::path(m_root) / newName);
+            m_tree[newName] = content == "/" ? content : readFile(newName);
         }
     }
 
