@@ -6,11 +6,13 @@
 // This program's own malloc, and with it operator new, stand in for everyone's: the library's calls bind to the
 // program's symbols.
 
+#include "foldermirror.h"
 #include "locales.h"
 #include "morvex/badalloc.h"
 #include "scratch.h"
 
 #include <morvex/mbcscodesetconverter.h>
+#include <morvex/sdirectorychangewatcher.h>
 #include <morvex/sfile.h>
 #include <morvex/sfilesys.h>
 #include <morvex/simplebuffer.h>
@@ -689,6 +691,55 @@ TEST_F(allocFailure, makesAUniqueFileOrNone)
         } while (memory.failures != 0 && ++point < 1000);
         EXPECT_GT(point, 2);
     }
+}
+
+namespace
+{
+
+/// Has memory enough for what it is told.
+class Spared : public SDirectoryChangeReceiver
+{
+public:
+    explicit Spared(SDirectoryChangeReceiver& receiver) : m_receiver(receiver) {}
+    void changed(const SDirectoryChange& change) override
+    {
+        memory.armed = false;
+        m_receiver.changed(change);
+    }
+
+private:
+    SDirectoryChangeReceiver& m_receiver;
+};
+
+} // namespace
+
+TEST(allocFailureOfAWatcher, costsNoChange)
+{
+    int point = 0;
+    do {
+        const Scratch scratch;
+        const std::filesystem::path root = scratch / "watched";
+        std::filesystem::create_directories(root / "d/e");
+        for (const char* name : {"a", "d/b", "d/e/c"}) {
+            putFile((root / name).string(), "old");
+        }
+        FolderMirror mirror(root.string());
+        Spared receiver(mirror);
+        SDirectoryChangeWatcher watcher(root.string().c_str(), receiver,
+                                        {.m_tree = true, .m_interval = 60000});
+        watcher.open();
+        putFile((root / "a").string(), "new");
+        std::filesystem::rename(root / "d/b", root / "b");
+        std::filesystem::remove(root / "d/e/c");
+        std::filesystem::rename(root / "d/e", root / "f");
+        putFile((root / "f/g").string(), "made");
+        tryWith(Failing::onlyThat, point, [&] { watcher.poll(0); });
+        EXPECT_TRUE(becomesTrue([&] {
+            watcher.poll(5);
+            return mirror.equalsDisk();
+        })) << point;
+    } while (memory.failures != 0 && ++point < 1000);
+    EXPECT_GT(point, 20);
 }
 
 TEST_F(allocFailure, leavesNothingOpenOrHalfDoneInTrees)

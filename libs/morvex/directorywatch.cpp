@@ -314,13 +314,12 @@ void DirectoryWatch::tellWritten()
         if (!lookAt(*entry->folder, entry->name, look, isAbsent) || !isSameEntry(look, entry->look)) {
             continue;
         }
-        const bool isChanged = entry->written || !isSameContent(look, entry->look);
+        if (entry->written || !isSameContent(look, entry->look)) {
+            tell(SDirectoryChange::Changed, *entry);
+        }
         entry->written = false;
         entry->look = look;
         entry->young = isYoung(look);
-        if (isChanged) {
-            tell(SDirectoryChange::Changed, *entry);
-        }
     }
 }
 
@@ -454,7 +453,12 @@ void DirectoryWatch::appear(Entry& folder, const std::string& name, const EntryL
     }
     const auto entry = m_picture.add(folder, name, look);
     entry->young = isYoung(look);
-    tell(SDirectoryChange::Created, *entry);
+    try {
+        tell(SDirectoryChange::Created, *entry);
+    } catch (...) {
+        m_picture.remove(*entry);
+        throw;
+    }
     if (look.folder && m_options.m_tree) {
         enter(*entry, false);
     }
@@ -473,13 +477,17 @@ DirectoryWatch::Entry* DirectoryWatch::moverOf(const EntryLook& look)
 
 void DirectoryWatch::rename(Entry& entry, Entry& folder, const std::string& name, const EntryLook& look)
 {
-    const std::string oldName = FolderPicture::pathOf(entry, separator());
-    m_picture.move(entry, folder, name);
+    tellRename(entry, folder, name);
+    try {
+        m_picture.move(entry, folder, name);
+    } catch (...) {
+        takeBack();
+        throw;
+    }
     entry.leaving = false;
     if (entry.look.folder) {
         m_viewed = nullptr; // a path that leads through it has changed
     }
-    tell(SDirectoryChange::Renamed, entry, oldName);
     if (entry.written || !isSameContent(entry.look, look)) {
         markWritten(entry, true);
     }
@@ -527,11 +535,30 @@ void DirectoryWatch::markWritten(Entry& entry, bool isCertain)
     }
 }
 
-void DirectoryWatch::tell(SDirectoryChange::Kind kind, const Entry& entry, const std::string& oldName)
+void DirectoryWatch::tell(SDirectoryChange::Kind kind, const Entry& entry)
 {
     if (!m_isSilent) {
-        m_changes.push_back({kind, textFrom(FolderPicture::pathOf(entry, separator())), textFrom(oldName),
-                             entry.look.folder ? 1 : 0});
+        const std::string name = FolderPicture::pathOf(entry, separator());
+        m_changes.push_back({kind, textFrom(name), SAnsiString(), entry.look.folder ? 1 : 0});
+    }
+}
+
+/// The last one, which could not be carried out.
+void DirectoryWatch::takeBack() noexcept
+{
+    if (!m_isSilent) {
+        m_changes.pop_back();
+    }
+}
+
+/// Before the entry goes there, since what has moved in the picture without being told never will be.
+void DirectoryWatch::tellRename(const Entry& entry, const Entry& folder, const std::string& name)
+{
+    if (!m_isSilent) {
+        const std::string above = FolderPicture::pathOf(folder, separator());
+        const std::string newName = above.empty() ? name : above + separator() + name;
+        m_changes.push_back({SDirectoryChange::Renamed, textFrom(newName),
+                             textFrom(FolderPicture::pathOf(entry, separator())), entry.look.folder ? 1 : 0});
     }
 }
 
@@ -633,10 +660,26 @@ void DirectoryWatch::rescan()
     m_isShared = m_options.m_alwaysRescan;
     ++m_rescans;
     m_unclear.clear();
+    listDoubtsAnew();
     m_inRescan = true;
     enter(*m_picture.root(), true);
     visitAll();
     m_inRescan = false;
+}
+
+/// An exception may have thrown entries out of the lists that are marked as being there.
+void DirectoryWatch::listDoubtsAnew()
+{
+    m_leaving.clear();
+    m_written.clear();
+    for (Entry* entry : FolderPicture::contentOf(*m_picture.root())) {
+        if (std::exchange(entry->leaving, false)) {
+            leave(*entry, 0, false);
+        }
+        if (std::exchange(entry->doubtful, false)) {
+            markWritten(*entry, false);
+        }
+    }
 }
 
 /// A failure that doesn't mean that it is gone leaves everything as it is.

@@ -45,7 +45,7 @@ public:
     Platform::SystemError open();
 
     /// Takes the events of one reading, which may be none. Throws std::bad_alloc; everything is looked at again then
-    /// at the next `look`.
+    /// by the next batch or `look`.
     void take(const std::vector<Platform::FolderEvent>& batch);
 
     /// To be called each interval.
@@ -116,7 +116,9 @@ private:
     void drop(Entry& entry);
     void leave(Entry& entry, std::uint32_t cookie, bool isFresh);
     void markWritten(Entry& entry, bool isCertain);
-    void tell(SDirectoryChange::Kind kind, const Entry& entry, const std::string& oldName = {});
+    void tell(SDirectoryChange::Kind kind, const Entry& entry);
+    void tellRename(const Entry& entry, const Entry& folder, const std::string& name);
+    void takeBack() noexcept;
 
     // Folders
     void enter(Entry& folder, bool isDeep);
@@ -126,6 +128,7 @@ private:
     void watchFolder(Entry& folder);
     void scan(Entry& folder);
     void rescan();
+    void listDoubtsAnew();
     void checkRoot();
     void takeRoot(const Platform::EntryLook& look);
     void loseRoot();

@@ -62,6 +62,7 @@ struct SDirectoryChangeWatcher::State
 
     bool tellAll();
     void takeWhatComes(Clock::time_point end);
+    void waitUntil(Clock::time_point end);
     void lookAround();
     bool pollUntil(Clock::time_point end);
     void work() noexcept;
@@ -110,15 +111,23 @@ void SDirectoryChangeWatcher::State::takeWhatComes(Clock::time_point end)
     if (watch.isWaiting()) {
         end = std::min(end, Clock::now() + patience);
     }
+    waitUntil(end);
+    watch.take(batch);
+    if (Clock::now() >= nextLook) {
+        lookAround();
+    }
+}
+
+void SDirectoryChangeWatcher::State::waitUntil(Clock::time_point end)
+try {
     batch.clear();
     if (watch.events().wait(millisecondsUntil(end), batch)) {
         watch.lose();
         std::this_thread::sleep_for(pauseAfterFailure);
     }
-    watch.take(batch);
-    if (Clock::now() >= nextLook) {
-        lookAround();
-    }
+} catch (...) {
+    watch.lose(); // the system doesn't tell again what there was no memory for
+    throw;
 }
 
 void SDirectoryChangeWatcher::State::lookAround()

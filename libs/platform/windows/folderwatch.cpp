@@ -53,6 +53,7 @@ struct FolderEvents::State
     SystemError ask() noexcept;
     void stop() noexcept;
     void takeAll(std::vector<FolderEvent>& found);
+    void askAgain(std::vector<FolderEvent>& found);
     void appendAll(std::size_t size, std::vector<FolderEvent>& found);
     void append(DWORD action, std::string name, std::vector<FolderEvent>& found);
 
@@ -103,8 +104,14 @@ void FolderEvents::State::takeAll(std::vector<FolderEvent>& found)
     } else {
         found.push_back({Kind::lost, 0, {}, 0});
     }
+    askAgain(found);
+}
+
+void FolderEvents::State::askAgain(std::vector<FolderEvent>& found)
+{
     if (ask()) {
         found.push_back({Kind::ended, watch, {}, 0});
+        folder.reset();
     }
 }
 
@@ -179,7 +186,11 @@ SystemError FolderEvents::add(const FolderView& folder, bool tree, std::uint64_t
     }
     m_state->tree = tree;
     watch = ++m_state->watch;
-    return m_state->ask();
+    const SystemError error = m_state->ask();
+    if (error) {
+        m_state->stop(); // the caller keeps no number to remove it by
+    }
+    return error;
 }
 
 void FolderEvents::remove(std::uint64_t watch) noexcept
@@ -191,6 +202,9 @@ void FolderEvents::remove(std::uint64_t watch) noexcept
 
 SystemError FolderEvents::wait(long milliseconds, std::vector<FolderEvent>& events)
 {
+    if (m_state->folder && !m_state->asked) { // an exception came in between
+        m_state->askAgain(events);
+    }
     const HANDLE sources[] = {m_state->wakes.get(), m_state->arrived.get()};
     const DWORD count = m_state->asked ? 2 : 1;
     const DWORD ready = WaitForMultipleObjects(count, sources, FALSE, waitLimit(milliseconds));
