@@ -16,6 +16,7 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -485,6 +486,29 @@ TEST(SDirectoryChangeWatcherTest, StopEndsAPollOnAnotherThread)
     std::thread poller([&] { EXPECT_FALSE(watcher.poll(-1)); });
     watcher.stop();
     poller.join();
+}
+
+TEST(SDirectoryChangeWatcherTest, WaitsForAsLongAsANumberCanSay)
+{
+    constexpr long longest = std::numeric_limits<long>::max();
+    const Place place;
+    FolderMirror mirror(place.root().string());
+    SDirectoryChangeWatcher watcher(place.text(), mirror, {.m_interval = longest, .m_alwaysRescan = true});
+    watcher.open();
+    std::thread poller([&] { EXPECT_TRUE(watcher.poll(longest)); });
+    place.put("a");
+    poller.join();
+    EXPECT_EQ(watcher.rescans(), 0u);
+}
+
+TEST(SDirectoryChangeWatcherTest, DoesNothingAfterStop)
+{
+    const Place place;
+    FolderMirror mirror(place.root().string());
+    SDirectoryChangeWatcher watcher((place.root() / "none").string().c_str(), mirror);
+    watcher.stop();
+    watcher.start();
+    EXPECT_FALSE(watcher.poll(-1));
 }
 
 class Calling : public SDirectoryChangeReceiver

@@ -25,6 +25,9 @@ using std::chrono::milliseconds;
 
 constexpr long shortestInterval = 10;
 
+/// Some weeks; far longer ones the clock can't count.
+constexpr long longestWait = 0x7FFFFFFF;
+
 /// How long the second half of a move may be away.
 constexpr milliseconds patience{5};
 
@@ -36,7 +39,7 @@ constexpr int idleShare = 10;
 
 Clock::time_point endOf(long ms)
 {
-    return ms < 0 ? Clock::time_point::max() : Clock::now() + milliseconds(ms);
+    return ms < 0 ? Clock::time_point::max() : Clock::now() + milliseconds(std::min(ms, longestWait));
 }
 
 /// Rounded up, so that a wait doesn't end just before its time.
@@ -57,7 +60,7 @@ struct SDirectoryChangeWatcher::State
         : folder(path),
           receiver(told),
           watch(std::string(path.view()), options),
-          interval(std::max(options.m_interval, shortestInterval))
+          interval(std::clamp(options.m_interval, shortestInterval, longestWait))
     {}
 
     bool tellAll();
@@ -238,6 +241,9 @@ void SDirectoryChangeWatcher::open()
 
 void SDirectoryChangeWatcher::start()
 {
+    if (m_state->stopped) {
+        return;
+    }
     open();
     const std::lock_guard guard(m_state->mutex);
     if (!m_state->stopped && !m_state->thread.joinable()) {
@@ -247,6 +253,9 @@ void SDirectoryChangeWatcher::start()
 
 bool SDirectoryChangeWatcher::poll(long ms)
 {
+    if (m_state->stopped) {
+        return false;
+    }
     open();
     {
         const std::lock_guard guard(m_state->mutex);
