@@ -98,15 +98,18 @@ struct SDirectoryWatchOptions
 /// - When the system lost events (it keeps a number of them for a receiver that is slow), the watcher looks at
 ///   everything again and tells the difference. The same makes up for folders that are filled before they can be
 ///   watched.
-/// - The watched folder itself is never told. When it is removed, moved, unmounted or replaced, everything in
-///   it is told as `Removed`, and what is in the one that has its path then as `Created`; the watcher waits for one.
+/// - The watched folder itself is never told. When it is removed, moved, unmounted or replaced, what was in it is
+///   told as `Removed`, and what is in the one that has its path then as `Created`, but for entries that moved from
+///   the one to the other; the watcher waits for one.
 ///
 /// It keeps a picture of all entries in memory, some 300 bytes each.
 ///
 /// POSIX: each folder of a tree takes one of the system's watches, and each watcher one of its inotify instances.
 /// Where these are used up, or events would not tell everything, as on network folders, it rescans: ask `source`.
-/// Writes through a mapping are told when the file is closed. Windows: entries whose names the ANSI code page lacks
-/// are not seen; the system may tell writes to a file only when it is closed or flushed.
+/// Writes through a mapping are told when the file is closed. Windows: entries whose names the ANSI code page lacks,
+/// and those whose path is longer than 259 bytes, are not seen; the system may tell writes to a file only when it is
+/// closed or flushed; what is done in a folder that leaves the tree and is back before the receiver was told of it is
+/// not seen.
 ///
 /// All operations may be called on any thread, but `open`, `start` and `poll` not at the same time.
 class MORVEX_EXPORT SDirectoryChangeWatcher
