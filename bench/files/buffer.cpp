@@ -1,6 +1,6 @@
 // The byte buffer.
 
-#include "session.h"
+#include "workbench.h"
 
 #include <morvex/simplebuffer.h>
 
@@ -51,7 +51,7 @@ void keepFreedMemory()
 
 /// Ours can't be as fast as the vector, whose length stands on the stack of whoever appends: ours is a field of
 /// a shared record, and each append waits for the store of the one before.
-void addAppending(Session& session)
+void addAppending(Workbench& workbench)
 {
     keepFreedMemory();
     Bench::Row row("append 16 bytes up to 1 MB");
@@ -71,10 +71,10 @@ void addAppending(Session& session)
     });
     AppendingPeer::addAll(row);
     row.target(1.35, {"std::vector"});
-    session.run(row);
+    workbench.run(row);
 }
 
-void addAppendingBytes(Session& session)
+void addAppendingBytes(Workbench& workbench)
 {
     Bench::Row row("append a byte, 1000 times");
     row.ours([] {
@@ -101,10 +101,10 @@ void addAppendingBytes(Session& session)
         keep(bytes);
     });
     row.target(2);
-    session.run(row);
+    workbench.run(row);
 }
 
-void addSharing(Session& session)
+void addSharing(Workbench& workbench)
 {
     const SSimpleBuffer buffer = filled(100);
     const auto pointer = std::make_shared<std::vector<unsigned char>>(100);
@@ -124,13 +124,13 @@ void addSharing(Session& session)
         keep(count->fetch_sub(1, std::memory_order_acq_rel) == 1);
     });
     row.target(1.15, {"one atomic pair"});
-    session.run(row);
+    workbench.run(row);
 }
 
-void addComparing(Session& session)
+void addComparing(Workbench& workbench)
 {
     Bench::Row row("compare 1 MB");
-    if (!session.wants(row.name())) {
+    if (!workbench.wants(row.name())) {
         return;
     }
     const SSimpleBuffer left = filled(megabyte);
@@ -138,16 +138,16 @@ void addComparing(Session& session)
     row.ours([&] { keep(left.compare(right)); });
     row.peer("memcmp", [&] { keep(std::memcmp(left.view().data(), right.view().data(), megabyte)); });
     row.target(1.02);
-    session.run(row);
+    workbench.run(row);
 }
 
-void addComparingMapped(Session& session)
+void addComparingMapped(Workbench& workbench)
 {
     Bench::Row row("compare 1 MB with a mapped file");
-    if (!session.wants(row.name())) {
+    if (!workbench.wants(row.name())) {
         return;
     }
-    const SAnsiString file((session.folder() + "/compared").c_str());
+    const SAnsiString file((workbench.folder() + "/compared").c_str());
     const SSimpleBuffer heap = filled(megabyte);
     SSimpleBuffer mapped;
     require(heap.saveToFile(file, true) && mapped.loadFromFile(file, true, true), "a file can be mapped");
@@ -155,7 +155,7 @@ void addComparingMapped(Session& session)
     row.peer("memcmp, which a cut file ends",
              [&] { keep(std::memcmp(mapped.view().data(), heap.view().data(), megabyte)); });
     row.target(4); // the price of reading the file in place of its view
-    session.run(row);
+    workbench.run(row);
 }
 
 /// What a program does with the bytes of a file.
@@ -202,41 +202,41 @@ std::uint64_t sumOfLoaded(const SAnsiString& path, bool useMapping)
     return sumOf(buffer.view().data(), buffer.getNBytes());
 }
 
-void addMapping(Session& session, const SAnsiString& file, const std::string& size, double target)
+void addMapping(Workbench& workbench, const SAnsiString& file, const std::string& size, double target)
 {
     Bench::Row row("map " + size + " and read it all");
     row.ours([=] { keep(sumOfLoaded(file, true)); });
     row.peer("mmap by hand", [=] { keep(sumOfMapped(file)); });
     row.target(target);
-    session.run(row);
+    workbench.run(row);
 }
 
-void addReading(Session& session, const SAnsiString& file, const std::string& size, double target)
+void addReading(Workbench& workbench, const SAnsiString& file, const std::string& size, double target)
 {
     Bench::Row row("load " + size + " and read it all");
     row.ours([=] { keep(sumOfLoaded(file, false)); });
     row.peer("read by hand", [=] { keep(sumOfRead(file)); });
     row.target(target);
-    session.run(row);
+    workbench.run(row);
 }
 
 /// Of a small file the sharing that others are held to is what costs.
-void addLoading(Session& session, unsigned bytes, const std::string& size, double target)
+void addLoading(Workbench& workbench, unsigned bytes, const std::string& size, double target)
 {
-    const SAnsiString file((session.folder() + "/loaded").c_str());
+    const SAnsiString file((workbench.folder() + "/loaded").c_str());
     require(filled(bytes).saveToFile(file, true), "a file can be saved");
-    addMapping(session, file, size, target);
-    addReading(session, file, size, target);
+    addMapping(workbench, file, size, target);
+    addReading(workbench, file, size, target);
     require(::unlink(file) == 0, "the file can be removed");
 }
 
-void addSaving(Session& session)
+void addSaving(Workbench& workbench)
 {
     Bench::Row row("save 16 MB");
-    if (!session.wants(row.name())) {
+    if (!workbench.wants(row.name())) {
         return;
     }
-    const std::string path = session.folder() + "/saved";
+    const std::string path = workbench.folder() + "/saved";
     const SAnsiString file(path.c_str());
     const SSimpleBuffer buffer = filled(16 * megabyte);
     row.ours([=] { require(buffer.saveToFile(file, true), "the file can be saved"); });
@@ -247,20 +247,20 @@ void addSaving(Session& session)
         ::close(target);
     });
     row.target(1.05);
-    session.run(row);
+    workbench.run(row);
     ::unlink(file);
 }
 
-void addAll(Session& session)
+void addAll(Workbench& workbench)
 {
-    addAppending(session);
-    addAppendingBytes(session);
-    addSharing(session);
-    addComparing(session);
-    addComparingMapped(session);
-    addLoading(session, 16 * megabyte, "16 MB", 1.05);
-    addLoading(session, 4096, "4 KB", 2);
-    addSaving(session);
+    addAppending(workbench);
+    addAppendingBytes(workbench);
+    addSharing(workbench);
+    addComparing(workbench);
+    addComparingMapped(workbench);
+    addLoading(workbench, 16 * megabyte, "16 MB", 1.05);
+    addLoading(workbench, 4096, "4 KB", 2);
+    addSaving(workbench);
 }
 
 const Group group(addAll);

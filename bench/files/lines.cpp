@@ -1,6 +1,6 @@
 // Reading a log line by line.
 
-#include "session.h"
+#include "workbench.h"
 
 #include <morvex/sfile.h>
 
@@ -62,7 +62,7 @@ void addPeers(Bench::Row& row, const std::string& path)
 }
 
 /// As its peers do it: the line's memory is used again.
-void addIntoOneString(Session& session, const std::string& path)
+void addIntoOneString(Workbench& workbench, const std::string& path)
 {
     Bench::Row row(intoOneString);
     row.ours([path] {
@@ -76,11 +76,11 @@ void addIntoOneString(Session& session, const std::string& path)
     addPeers(row, path);
     row.per(logLines);
     row.target(1, {"getline"});
-    session.run(row);
+    workbench.run(row);
 }
 
 /// Each line a string of its own.
-void addReturned(Session& session, const std::string& path)
+void addReturned(Workbench& workbench, const std::string& path)
 {
     Bench::Row row(returned);
     row.ours([path] {
@@ -94,18 +94,18 @@ void addReturned(Session& session, const std::string& path)
     addPeers(row, path);
     row.per(logLines);
     row.target(1.5, {"fgets"});
-    session.run(row);
+    workbench.run(row);
 }
 
-void addLines(Session& session)
+void addLines(Workbench& workbench)
 {
-    if (!session.wants(intoOneString) && !session.wants(returned)) {
+    if (!workbench.wants(intoOneString) && !workbench.wants(returned)) {
         return;
     }
-    const std::string path = session.folder() + "/log";
+    const std::string path = workbench.folder() + "/log";
     writeLog(path);
-    addIntoOneString(session, path);
-    addReturned(session, path);
+    addIntoOneString(workbench, path);
+    addReturned(workbench, path);
     std::remove(path.c_str());
 }
 

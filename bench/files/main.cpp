@@ -1,6 +1,6 @@
 // Buffers, files and folders against their peers: files_bench [-r PART-OF-A-ROW'S-NAME] [FOLDER]
 
-#include "session.h"
+#include "workbench.h"
 
 #include <clocale>
 #include <cstdio>
@@ -18,9 +18,9 @@ namespace FilesBench
 namespace
 {
 
-std::vector<void (*)(Session&)>& groups()
+std::vector<void (*)(Workbench&)>& groups()
 {
-    static std::vector<void (*)(Session&)> all;
+    static std::vector<void (*)(Workbench&)> all;
     return all;
 }
 
@@ -50,17 +50,19 @@ private:
 
 } // namespace
 
-Session::Session(std::string folder, std::string part) : m_folder(std::move(folder)), m_part(std::move(part))
+Workbench::Workbench(std::string folder, std::string part)
+    : m_folder(std::move(folder)),
+      m_part(std::move(part))
 {}
 
-void Session::run(Bench::Row& row)
+void Workbench::run(Bench::Row& row)
 {
     if (wants(row.name())) {
         m_verdicts.push_back(row.measure().print());
     }
 }
 
-void Session::add(const std::string& row, bool kept, const std::string& words)
+void Workbench::add(const std::string& row, bool kept, const std::string& words)
 {
     using Outcome = Bench::Verdict::Outcome;
     std::printf("%-7s %-32s %s\n", kept ? "met" : "MISSED", row.c_str(), words.c_str());
@@ -68,15 +70,15 @@ void Session::add(const std::string& row, bool kept, const std::string& words)
     m_verdicts.push_back({row, kept ? Outcome::met : Outcome::missed, 0});
 }
 
-Group::Group(void (*makeRows)(Session& session))
+Group::Group(void (*makeRows)(Workbench& workbench))
 {
     groups().push_back(makeRows);
 }
 
-void Group::runAll(Session& session)
+void Group::runAll(Workbench& workbench)
 {
     for (const auto makeRows : groups()) {
-        makeRows(session);
+        makeRows(workbench);
     }
 }
 
@@ -135,7 +137,7 @@ int main(int count, char** arguments)
     std::printf("medians in turns, in %s; xN is our time to theirs; peers that are not there: %s\n",
                 folder.path().c_str(), MORVEX_BENCH_MISSING);
     Bench::printHeading();
-    FilesBench::Session session(folder.path(), part);
-    FilesBench::Group::runAll(session);
-    Bench::printSummary("files", session.verdicts());
+    FilesBench::Workbench workbench(folder.path(), part);
+    FilesBench::Group::runAll(workbench);
+    Bench::printSummary("files", workbench.verdicts());
 }

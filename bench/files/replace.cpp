@@ -1,6 +1,6 @@
 // Replacing a small file, and making files with unique names.
 
-#include "session.h"
+#include "workbench.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -37,12 +37,12 @@ void replaceByHand(const std::string& folder, const std::string& name, const std
     ::close(place);
 }
 
-void addReplacing(Session& session)
+void addReplacing(Workbench& workbench)
 {
-    if (!session.wants(replacing)) {
+    if (!workbench.wants(replacing)) {
         return;
     }
-    const std::string folder = session.folder();
+    const std::string folder = workbench.folder();
     const std::string name = folder + "/replaced";
     const std::string content(4096, 'c');
     Bench::Row row(replacing);
@@ -59,16 +59,16 @@ void addReplacing(Session& session)
     row.per(replacings);
     row.onTheWall(9);
     row.target(1.5);
-    session.run(row);
+    workbench.run(row);
     std::filesystem::remove(name);
 }
 
-void addNaming(Session& session)
+void addNaming(Workbench& workbench)
 {
-    if (!session.wants(naming)) {
+    if (!workbench.wants(naming)) {
         return;
     }
-    const std::string folder = session.folder() + "/names";
+    const std::string folder = workbench.folder() + "/names";
     Bench::Row row(naming);
     row.ours([=] {
         for (std::size_t i = 0; i < names; ++i) {
@@ -90,7 +90,7 @@ void addNaming(Session& session)
         std::filesystem::create_directory(folder);
     });
     row.target(3); // it also looks, makes folders and marks the file for sharing
-    session.run(row);
+    workbench.run(row);
     std::filesystem::remove_all(folder);
 }
 

@@ -1,7 +1,7 @@
 // Copying, listing, measuring and removing, against the system's commands. A command's time has its start in it, which
 // is 1 to 2 ms.
 
-#include "session.h"
+#include "workbench.h"
 
 #include <morvex/sfilesys.h>
 
@@ -51,16 +51,16 @@ void putTree(const std::string& top)
     }
 }
 
-void addCopying(Session& session)
+void addCopying(Workbench& workbench)
 {
     Bench::Row row("copy a file of 1 GB");
-    if (!session.wants(row.name())) {
+    if (!workbench.wants(row.name())) {
         return;
     }
     constexpr std::size_t piece = std::size_t{1} << 20;
     constexpr int pieces = 1024;
-    const std::string from = session.folder() + "/from";
-    const std::string to = session.folder() + "/to";
+    const std::string from = workbench.folder() + "/from";
+    const std::string to = workbench.folder() + "/to";
     const std::vector<char> bytes(piece, 'x');
     const int file = ::open(from.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     for (int i = 0; i < pieces; ++i) {
@@ -75,18 +75,18 @@ void addCopying(Session& session)
         ::sync();
     });
     row.target(1.1);
-    session.run(row);
+    workbench.run(row);
     ::unlink(from.c_str());
     ::unlink(to.c_str());
 }
 
-void addListing(Session& session)
+void addListing(Workbench& workbench)
 {
     Bench::Row row("list 100,000 files of a folder");
-    if (!session.wants(row.name())) {
+    if (!workbench.wants(row.name())) {
         return;
     }
-    const std::string folder = session.folder() + "/flat";
+    const std::string folder = workbench.folder() + "/flat";
     putFolder(folder, fileCount);
     row.ours([=] {
         SIArray<FileProp> rows;
@@ -99,48 +99,48 @@ void addListing(Session& session)
     });
     row.onTheWall(rounds);
     row.target(1.5);
-    session.run(row);
+    workbench.run(row);
     SFileSys::rremove(folder.c_str());
 }
 
-void addMeasuring(Session& session)
+void addMeasuring(Workbench& workbench)
 {
     Bench::Row row("size of a tree of 100,000 files");
-    if (!session.wants(row.name())) {
+    if (!workbench.wants(row.name())) {
         return;
     }
-    const std::string tree = session.folder() + "/tree";
+    const std::string tree = workbench.folder() + "/tree";
     putTree(tree);
     row.ours([=] { require(SFileSys::rsizeEx(tree.c_str()) == 100LL * fileCount, "all are added up"); });
     row.peer("du", [=] { runCommand({"du", "-s", "--apparent-size", tree}); });
     row.onTheWall(rounds);
     row.target(1.5);
-    session.run(row);
+    workbench.run(row);
     SFileSys::rremove(tree.c_str());
 }
 
 /// On a disk that is told of everything that is freed, the disk decides for all contenders alike, and minutes go by: give
 /// the program a folder in memory.
-void addRemoving(Session& session)
+void addRemoving(Workbench& workbench)
 {
     Bench::Row row("remove a tree of 100,000 files");
-    if (!session.wants(row.name())) {
+    if (!workbench.wants(row.name())) {
         return;
     }
-    const std::string tree = session.folder() + "/tree";
+    const std::string tree = workbench.folder() + "/tree";
     row.ours([=] { SFileSys::rremove(tree.c_str()); });
     row.peer("rm -r", [=] { runCommand({"rm", "-r", "-f", tree}); });
     row.onTheWall(3, [=] { putTree(tree); });
     row.target(1.3);
-    session.run(row);
+    workbench.run(row);
 }
 
-void addAll(Session& session)
+void addAll(Workbench& workbench)
 {
-    addCopying(session);
-    addListing(session);
-    addMeasuring(session);
-    addRemoving(session);
+    addCopying(workbench);
+    addListing(workbench);
+    addMeasuring(workbench);
+    addRemoving(workbench);
 }
 
 const Group group(addAll);

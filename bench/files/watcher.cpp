@@ -1,6 +1,6 @@
 // A watched folder in which files are made at a steady rate, beside the bare events of the system.
 
-#include "session.h"
+#include "workbench.h"
 
 #include <morvex/sdirectorychangewatcher.h>
 
@@ -172,14 +172,14 @@ std::string wordsFor(const Times& times, double rate)
     return words;
 }
 
-void makeRows(Session& session)
+void makeRows(Workbench& workbench)
 {
     const std::string row = "10,000 files a second, watched";
-    if (!session.wants(row)) {
+    if (!workbench.wants(row)) {
         return;
     }
-    const std::string bareFolder = session.folder() + "/bare";
-    const std::string folder = session.folder() + "/watched";
+    const std::string bareFolder = workbench.folder() + "/bare";
+    const std::string folder = workbench.folder() + "/watched";
     std::filesystem::create_directory(bareFolder);
     std::filesystem::create_directory(folder);
     std::string bare;
@@ -198,7 +198,7 @@ void makeRows(Session& session)
     waitForAll(times);
     watcher.stop();
     const bool isKept = times.count() == files && times.twice() == 0 && watcher.rescans() == 0;
-    session.add(row, isKept, wordsFor(times, rate) + ", " + std::to_string(watcher.rescans()) + " rescans");
+    workbench.add(row, isKept, wordsFor(times, rate) + ", " + std::to_string(watcher.rescans()) + " rescans");
     std::printf("%40s %s\n", "the system's events alone:", bare.c_str());
     std::filesystem::remove_all(bareFolder);
     std::filesystem::remove_all(folder);

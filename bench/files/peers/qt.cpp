@@ -1,4 +1,4 @@
-#include "session.h"
+#include "workbench.h"
 
 #include <QByteArray>
 

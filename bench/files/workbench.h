@@ -13,10 +13,10 @@ namespace FilesBench
 {
 
 /// What the rows work with: a folder of the benchmark's own, and which rows are asked for.
-class Session
+class Workbench
 {
 public:
-    Session(std::string folder, std::string part);
+    Workbench(std::string folder, std::string part);
 
     /// Without a separator at the end. It goes away with all that is in it.
     const std::string& folder() const noexcept { return m_folder; }
@@ -40,9 +40,9 @@ private:
 class Group
 {
 public:
-    explicit Group(void (*makeRows)(Session& session));
+    explicit Group(void (*makeRows)(Workbench& workbench));
 
-    static void runAll(Session& session);
+    static void runAll(Workbench& workbench);
 };
 
 /// What is appended, and how often.
