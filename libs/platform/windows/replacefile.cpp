@@ -14,7 +14,8 @@
 #include <string_view>
 
 /// The content is written into a file beside the target, which then takes its place. While it is written nobody else
-/// can open it, and so nobody can remove it; one that a dead process left is removed by whoever wants its name.
+/// can open it, and so nobody can remove it; one that a dead process left is removed by whoever wants its name. For the
+/// moment between closing and moving it the replacers of one target take turns, by a mutex of this machine.
 namespace MorvexA106::Platform
 {
 
@@ -26,18 +27,65 @@ SystemError windowsOutcome(BOOL succeeded) noexcept
     return succeeded ? SystemError{} : lastWindowsError();
 }
 
+/// FNV-1a.
+std::uint32_t hashOf(std::string_view text) noexcept
+{
+    std::uint32_t hash = 0x811C9DC5;
+    for (const char byte : text) {
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x01000193;
+    }
+    return hash;
+}
+
 /// The name is short, so that it fits where the target's does, and the same for each replacing of one target.
 std::string stagePath(std::string_view target, unsigned turn)
 {
     const std::size_t nameStart = target.find_last_of("\\/:") + 1;
-    std::uint32_t hash = 0x811C9DC5;
-    for (const char byte : target.substr(nameStart)) {
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x01000193;
-    }
     char name[40];
-    std::snprintf(name, sizeof name, ".morvex-%08x-%u", static_cast<unsigned>(hash), turn);
+    std::snprintf(name, sizeof name, ".morvex-%08x-%u",
+                  static_cast<unsigned>(hashOf(target.substr(nameStart))), turn);
     return std::string(target.substr(0, nameStart)) + name;
 }
+
+/// Keeps other replacers of the target away. A process that dies lets go of it. Who may not have it, or doesn't get it
+/// in time, goes on without: the names of the stages still keep two apart while they write.
+class Turn
+{
+public:
+    explicit Turn(const char* target) noexcept : m_mutex(mutexOf(target))
+    {
+        constexpr DWORD longest = 10000;
+        const DWORD outcome = m_mutex ? WaitForSingleObject(m_mutex.get(), longest) : WAIT_FAILED;
+        m_held = outcome == WAIT_OBJECT_0 || outcome == WAIT_ABANDONED;
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn()
+    {
+        if (m_held) {
+            ReleaseMutex(m_mutex.get());
+        }
+    }
+
+private:
+    /// Two targets of the same hash take turns for nothing, and no harm is done.
+    static FileHandle mutexOf(const char* target) noexcept
+    {
+        char path[MAX_PATH];
+        const DWORD length = GetFullPathNameA(target, sizeof path, path, nullptr);
+        if (length == 0 || length >= sizeof path) {
+            return nullptr;
+        }
+        CharLowerBuffA(path, length);
+        char name[48];
+        std::snprintf(name, sizeof name, "Global\\morvex-replace-%08x",
+                      static_cast<unsigned>(hashOf({path, length})));
+        return FileHandle(CreateMutexA(nullptr, FALSE, name));
+    }
+
+    FileHandle m_mutex;
+    bool m_held = false;
+};
 
 bool removeAnyhow(const std::string& path) noexcept
 {
@@ -172,7 +220,8 @@ SystemError replaceFile(const char* path, std::span<const unsigned char> content
     if (const SystemError error = readAttributes(path, permissions, attributes)) {
         return error;
     }
-    // Between closing and moving, somebody may have taken the file for one that was left behind.
+    const Turn turn(path);
+    // Somebody without a turn, of another machine say, may take a closed stage for one that was left behind.
     constexpr int mostTries = 16;
     SystemError error = replaceOnce(path, content, attributes);
     for (int tries = 1; error.number == ERROR_FILE_NOT_FOUND && tries < mostTries; ++tries) {
