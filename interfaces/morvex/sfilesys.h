@@ -250,9 +250,10 @@ public:
     /// that exists is not touched and is a failure; a folder that exists is added to either way.
     ///
     /// A folder is copied as far as possible, and the first failure is thrown at the end with the paths of the entry
-    /// that it met. A link at either path is followed. Below them none is: a link is copied as a link with the same
-    /// text, and one that stands where a file or a link of the copy belongs is replaced if `overwrite` is set, but where
-    /// a folder belongs it is a failure. So is a device, a pipe or a socket in the folder.
+    /// that it met. A link at either path is followed, unless it leads nowhere: then it is replaced by a file if
+    /// `overwrite` is set. Below them none is followed: a link is copied as a link with the same text, and one that
+    /// stands where a file or a link of the copy belongs is replaced if `overwrite` is set, but where a folder belongs
+    /// it is a failure. So is a device, a pipe or a socket in the folder.
     ///
     /// Onto itself, be it through a link, nothing is copied and the failure has the reason `AccessDenied`. When the
     /// target lies inside the source, the copy leaves the target's own folder out. Throws missing, `CopyFailed`, and
