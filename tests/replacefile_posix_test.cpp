@@ -1,7 +1,7 @@
 #include "child_posix.h"
 #include "faults_posix.h"
+#include "filesystem.h"
 #include "morvex/sfilesys.h"
-#include "scratch.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -16,7 +16,6 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <random>
 #include <set>
@@ -31,20 +30,6 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
-
-std::set<std::string> namesIn(const std::string& folder)
-{
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        names.insert(entry.path().filename().string());
-    }
-    return names;
-}
 
 struct stat statusOf(const std::string& path)
 {

@@ -1,10 +1,9 @@
+#include "filesystem.h"
 #include "morvex/sfilesys.h"
 #include "morvex/simplebuffer.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <set>
 #include <string>
 #include <thread>
@@ -12,25 +11,6 @@
 
 using namespace MorvexA106;
 namespace fs = std::filesystem;
-
-namespace
-{
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
-
-std::set<std::string> namesIn(const std::string& folder)
-{
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        names.insert(entry.path().filename().string());
-    }
-    return names;
-}
-
-} // namespace
 
 TEST(ReplaceFile, PutsAnyContentInPlaceOfAny)
 {

@@ -1,10 +1,10 @@
 #include "child_posix.h"
+#include "filesystem.h"
 #include "morvex/sfilesys.h"
 #include "morvex/ssfilesearch.h"
 #include "morvex/sstringhelper.h"
 #include "platform/systemerror.h"
 #include "recorder.h"
-#include "scratch.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -23,22 +23,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-constexpr int usual = SFile::defaultPermissions;
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
-
-std::set<std::string> namesIn(const std::string& folder)
-{
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        names.insert(entry.path().filename().string());
-    }
-    return names;
-}
 
 bool isThere(const std::string& path)
 {

@@ -1,10 +1,10 @@
 #include "latch.h"
 #include "morvex/sfilesys.h"
 
+#include "filesystem.h"
 #include "morvex/ssfilesearch.h"
 #include "morvex/sstringhelper.h"
 #include "recorder.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -21,29 +21,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-constexpr int usual = SFile::defaultPermissions;
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
-
-/// The last word of the summary: the operation that reports.
-std::string operationOf(const SFileSysException& failure)
-{
-    const std::string summary(failure.summary().view());
-    return summary.substr(summary.rfind(':') + 1);
-}
-
-std::set<std::string> namesIn(const std::string& folder)
-{
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        names.insert(entry.path().filename().string());
-    }
-    return names;
-}
 
 std::set<std::string> found(const SAnsiString& folder, const char* pattern)
 {

@@ -1,8 +1,8 @@
 #include "child_posix.h"
 #include "faults_posix.h"
+#include "filesystem.h"
 #include "morvex/sfilesys.h"
 #include "morvex/stimezone.h"
-#include "scratch.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,11 +17,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
 
 struct stat statusOf(const std::string& path)
 {

@@ -1,8 +1,8 @@
+#include "filesystem.h"
 #include "morvex/sdatetimeconv.h"
 #include "morvex/sfilesys.h"
 #include "morvex/stimezone.h"
 #include "recorder.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -14,11 +14,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
 
 SDateTime utc(int year, int month, int day, int hour, int minute, int second, int millisecond)
 {

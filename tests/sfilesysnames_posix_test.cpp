@@ -1,8 +1,8 @@
 #include "child_posix.h"
 #include "faults_posix.h"
+#include "filesystem.h"
 #include "morvex/sfilesys.h"
 #include "recorder.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
-#include <functional>
 #include <set>
 #include <string>
 #include <thread>
@@ -21,13 +20,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-constexpr int usual = SFile::defaultPermissions;
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
 
 mode_t modeOf(const std::string& path)
 {

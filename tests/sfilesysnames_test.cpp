@@ -1,9 +1,9 @@
+#include "filesystem.h"
 #include "latch.h"
 #include "morvex/csiprocess.h"
 #include "morvex/sfilesys.h"
 #include "morvex/sstringhelper.h"
 #include "recorder.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -22,26 +22,10 @@ namespace fs = std::filesystem;
 namespace
 {
 
-constexpr int usual = SFile::defaultPermissions;
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
-
 std::string hexadecimal(unsigned long number)
 {
     char digits[16];
     return {digits, std::to_chars(digits, digits + sizeof digits, number, 16).ptr};
-}
-
-std::set<std::string> namesIn(const std::string& folder)
-{
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        names.insert(entry.path().filename().string());
-    }
-    return names;
 }
 
 /// Runs the task on eight threads at once.

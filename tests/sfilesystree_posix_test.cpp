@@ -1,8 +1,8 @@
 #include "child_posix.h"
 #include "faults_posix.h"
+#include "filesystem.h"
 #include "latch.h"
 #include "morvex/sfilesys.h"
-#include "scratch.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -24,11 +24,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
 
 bool isThere(const std::string& path)
 {

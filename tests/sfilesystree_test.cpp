@@ -1,10 +1,9 @@
+#include "filesystem.h"
 #include "morvex/sfilesys.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <random>
 #include <string>
@@ -15,19 +14,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-constexpr int usual = SFile::defaultPermissions;
-
-SFileSysException thrownBy(const std::function<void()>& operation)
-{
-    return failureOf<SFileSysException>(operation);
-}
-
-std::string operationOf(const SFileSysException& failure)
-{
-    const std::string summary(failure.summary().view());
-    return summary.substr(summary.rfind(':') + 1);
-}
 
 void putSparse(const SAnsiString& path, __int64 size)
 {
