@@ -1,5 +1,6 @@
 #include "platform/fileattributes.h"
 
+#include "platform/posix/outcome.h"
 #include "platform/posix/owned.h"
 
 #include <fcntl.h>
@@ -17,16 +18,6 @@ namespace MorvexA106::Platform
 
 namespace
 {
-
-SystemError windowsOutcome(int result) noexcept
-{
-    return result == 0 ? SystemError{} : lastWindowsError();
-}
-
-SystemError runtimeOutcome(int result) noexcept
-{
-    return result == 0 ? SystemError{} : lastRuntimeError();
-}
 
 constexpr auto nobodyAtAll = static_cast<uid_t>(-1); // leaves the owner as it is
 

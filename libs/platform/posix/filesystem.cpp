@@ -2,6 +2,7 @@
 
 #include "platform/file.h"
 #include "platform/posix/entries.h"
+#include "platform/posix/outcome.h"
 #include "platform/posix/owned.h"
 
 #include <fcntl.h>
@@ -14,16 +15,6 @@ namespace MorvexA106::Platform
 
 namespace
 {
-
-SystemError windowsOutcome(int result) noexcept
-{
-    return result == 0 ? SystemError{} : lastWindowsError();
-}
-
-SystemError runtimeOutcome(int result) noexcept
-{
-    return result == 0 ? SystemError{} : lastRuntimeError();
-}
 
 mode_t folderModeBits(int permissions) noexcept
 {

@@ -1,5 +1,6 @@
 #include "platform/fileattributes.h"
 
+#include "platform/windows/outcome.h"
 #include "platform/windows/owned.h"
 
 #include <windows.h>
@@ -19,16 +20,6 @@ namespace
 
 constexpr std::int64_t ticksPerSecond = 10'000'000;
 constexpr std::int64_t secondsFrom1601To1970 = 11'644'473'600;
-
-SystemError windowsOutcome(BOOL succeeded) noexcept
-{
-    return succeeded ? SystemError{} : lastWindowsError();
-}
-
-SystemError runtimeOutcome(int result) noexcept
-{
-    return result == 0 ? SystemError{} : lastRuntimeError();
-}
 
 SystemError findEntry(const char* path, WIN32_FIND_DATAA& found) noexcept
 {

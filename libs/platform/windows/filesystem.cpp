@@ -1,6 +1,7 @@
 #include "platform/filesystem.h"
 
 #include "platform/windows/entries.h"
+#include "platform/windows/outcome.h"
 #include "platform/windows/owned.h"
 
 #include <windows.h>
@@ -18,16 +19,6 @@ namespace MorvexA106::Platform
 
 namespace
 {
-
-SystemError windowsOutcome(BOOL succeeded) noexcept
-{
-    return succeeded ? SystemError{} : lastWindowsError();
-}
-
-SystemError runtimeOutcome(int result) noexcept
-{
-    return result == 0 ? SystemError{} : lastRuntimeError();
-}
 
 /// Since 1970, rounded down.
 std::time_t secondsOf(const FILETIME& time) noexcept

@@ -1,6 +1,7 @@
 #include "platform/replacefile.h"
 
 #include "platform/file.h"
+#include "platform/windows/outcome.h"
 #include "platform/windows/owned.h"
 
 #include <windows.h>
@@ -21,11 +22,6 @@ namespace MorvexA106::Platform
 
 namespace
 {
-
-SystemError windowsOutcome(BOOL succeeded) noexcept
-{
-    return succeeded ? SystemError{} : lastWindowsError();
-}
 
 /// FNV-1a.
 std::uint32_t hashOf(std::string_view text) noexcept
